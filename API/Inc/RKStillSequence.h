@@ -1,0 +1,2 @@
+#pragma once
+// By the owner of the still sequences.

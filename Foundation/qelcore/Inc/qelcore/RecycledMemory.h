@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+
+#include <boost/shared_ptr.hpp>
+
+#include "qelcore/Export.h"
+
+namespace qelcore
+{
+namespace utility
+{
+
+class RecycledMemory;
+using RecycledMemoryPtr = boost::shared_ptr<RecycledMemory>;
+
+// A block of bytes shared by pointer: its own, given back to MemoryRecycler at its end, or the bytes
+// of another owner that it keeps alive.
+class RK_API RecycledMemory
+{
+public:
+    RecycledMemory() noexcept;
+    ~RecycledMemory();
+    RecycledMemory(const RecycledMemory&) = delete;
+    RecycledMemory& operator=(const RecycledMemory&) = delete;
+
+    /// @return a new block of inSize usable bytes, their content undefined.
+    static RecycledMemoryPtr Create(std::size_t inSize);
+    /// @return a new block over the bytes of inOwner.
+    static RecycledMemoryPtr AdaptAsRecycledMemory(const boost::shared_ptr<void>& inOwner, void* inData, std::size_t inSize);
+
+    /// Releases what the object holds, then refers to the given bytes and keeps inOwner alive.
+    template <class T>
+    void AttachToExternalBuffer(const boost::shared_ptr<T>& inOwner, void* inData, std::size_t inSize)
+    {
+        Attach(boost::shared_ptr<void>(inOwner), inData, inSize);
+    }
+
+    void* Data() noexcept { return data; }
+    const void* Data() const noexcept { return data; }
+    std::size_t Size() const noexcept { return size; }
+    std::size_t Capacity() const noexcept { return capacity; }
+    /// Makes fewer bytes usable. @param inSize at most Capacity().
+    void SetSize(std::size_t inSize);
+
+private:
+    void Attach(boost::shared_ptr<void> inOwner, void* inData, std::size_t inSize);
+    void Release() noexcept;
+
+    void* data;
+    std::size_t size;
+    std::size_t capacity;
+    boost::shared_ptr<void> externalOwner;
+};
+
+} // namespace utility
+} // namespace qelcore

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <boost/function.hpp>
+#include <boost/shared_ptr.hpp>
+
+#include "qelcore/AsyncExecutor.h"
+#include "qelcore/Export.h"
+
+namespace qelcore
+{
+namespace threads
+{
+
+/// Runs a callable on an executor every so many milliseconds, the first time after one such delay, for
+/// as long as the object lives. Its destruction ends the repetition, and waits for nothing: a run that
+/// has begun goes on.
+class RK_API RepeatDelayFunction
+{
+public:
+    RepeatDelayFunction(const AsyncExecutorPtr& inExecutor, const boost::function<void()>& inCallable,
+                        int inMilliseconds);
+    ~RepeatDelayFunction();
+    RepeatDelayFunction(const RepeatDelayFunction&) = delete;
+    RepeatDelayFunction& operator=(const RepeatDelayFunction&) = delete;
+
+private:
+    struct State;
+    boost::shared_ptr<State> mState;
+};
+
+} // namespace threads
+} // namespace qelcore
