@@ -1,0 +1,22 @@
+# Proof that the sanitizers of this build really run: each canary commits the crime that its
+# sanitizer must report. Without a sanitizer there is no canary.
+function(rk_add_canary crime report)
+  if(NOT TARGET rk_canary)
+    add_executable(rk_canary ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/Canary.cpp)
+    target_link_libraries(rk_canary PRIVATE Threads::Threads)
+    target_compile_features(rk_canary PRIVATE cxx_std_20)
+  endif()
+  add_test(NAME Canary.${crime} COMMAND rk_canary ${crime})
+  set_tests_properties(Canary.${crime} PROPERTIES LABELS canary PASS_REGULAR_EXPRESSION "${report}")
+endfunction()
+
+if(RK_SANITIZE MATCHES "address")
+  rk_add_canary(use-after-free "AddressSanitizer: heap-use-after-free")
+  rk_add_canary(leak "LeakSanitizer: detected memory leaks")
+endif()
+if(RK_SANITIZE MATCHES "undefined")
+  rk_add_canary(signed-overflow "runtime error: signed integer overflow")
+endif()
+if(RK_SANITIZE MATCHES "thread")
+  rk_add_canary(data-race "ThreadSanitizer: data race")
+endif()
