@@ -30,17 +30,30 @@ public:
     InterfaceRef() noexcept = default;
     InterfaceRef(std::nullptr_t) noexcept {}
     /// Adds a reference.
-    explicit InterfaceRef(T* inObject) noexcept : mObject(inObject) { Add(); }
+    explicit InterfaceRef(T* inObject) noexcept
+        : mObject(inObject)
+    {
+        Add();
+    }
     /// @param inAddRef  false takes over a reference that the caller owns.
-    InterfaceRef(T* inObject, bool inAddRef) noexcept : mObject(inObject)
+    InterfaceRef(T* inObject, bool inAddRef) noexcept
+        : mObject(inObject)
     {
         if (inAddRef)
             Add();
     }
-    InterfaceRef(const InterfaceRef& inOther) noexcept : mObject(inOther.mObject) { Add(); }
-    InterfaceRef(InterfaceRef&& inOther) noexcept : mObject(std::exchange(inOther.mObject, nullptr)) {}
+    InterfaceRef(const InterfaceRef& inOther) noexcept
+        : mObject(inOther.mObject)
+    {
+        Add();
+    }
+    InterfaceRef(InterfaceRef&& inOther) noexcept
+        : mObject(std::exchange(inOther.mObject, nullptr))
+    {
+    }
     template <class U, class J, class = std::enable_if_t<std::is_convertible<U*, T*>::value>>
-    InterfaceRef(const InterfaceRef<U, J>& inOther) noexcept : mObject(inOther.get())
+    InterfaceRef(const InterfaceRef<U, J>& inOther) noexcept
+        : mObject(inOther.get())
     {
         Add();
     }
@@ -69,8 +82,14 @@ public:
     /// Hands the reference over to the caller.
     T* detach() noexcept { return std::exchange(mObject, nullptr); }
 
-    friend bool operator==(const InterfaceRef& a, const InterfaceRef& b) noexcept { return a.mObject == b.mObject; }
-    friend bool operator!=(const InterfaceRef& a, const InterfaceRef& b) noexcept { return a.mObject != b.mObject; }
+    friend bool operator==(const InterfaceRef& a, const InterfaceRef& b) noexcept
+    {
+        return a.mObject == b.mObject;
+    }
+    friend bool operator!=(const InterfaceRef& a, const InterfaceRef& b) noexcept
+    {
+        return a.mObject != b.mObject;
+    }
 
 private:
     void Add() noexcept
@@ -86,7 +105,8 @@ template <class I, class T, class J>
 InterfaceRef<I, I> QueryInterface(const InterfaceRef<T, J>& inObject)
 {
     void* found = nullptr;
-    if (!inObject || qelcore::Failed(inObject->QueryMap(ToUUIDBytes(GuidOf(static_cast<I*>(nullptr))), &found)))
+    if (!inObject ||
+        qelcore::Failed(inObject->QueryMap(ToUUIDBytes(GuidOf(static_cast<I*>(nullptr))), &found)))
         return nullptr;
     return InterfaceRef<I, I>(static_cast<I*>(found), false);
 }

@@ -36,6 +36,6 @@ public:
     virtual ZORUnknown* GetZORUnknown() = 0;
 };
 
-const qelcore::utility::Guid& GuidOf(ZORUnknown*);
+RK_API const qelcore::utility::Guid& GuidOf(ZORUnknown*);
 
 } // namespace ZOR
