@@ -1,0 +1,281 @@
+#include "LinuxFileSystem.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace Platform
+{
+namespace
+{
+
+// The most that one transfer of the kernel moves.
+constexpr std::size_t kMaxTransferBytes = 0x7FFFF000;
+
+/// Calls until it was not interrupted. @return 0 or the error's number.
+template <class Call>
+int Repeat(const Call& inCall)
+{
+    while (inCall() < 0)
+    {
+        if (errno != EINTR)
+            return errno;
+    }
+    return 0;
+}
+
+/// A path that holds a NUL names nothing: the kernel would cut it, and open another file.
+bool HasNul(const std::string& inPath)
+{
+    return inPath.find('\0') != std::string::npos;
+}
+
+FileKind KindOfMode(mode_t inMode)
+{
+    if (S_ISREG(inMode))
+        return FileKind::kFile;
+    if (S_ISDIR(inMode))
+        return FileKind::kDirectory;
+    return S_ISLNK(inMode) ? FileKind::kSymbolicLink : FileKind::kOther;
+}
+
+FileTime TimeOf(const timespec& inTime)
+{
+    return {static_cast<std::int64_t>(inTime.tv_sec), static_cast<std::uint32_t>(inTime.tv_nsec)};
+}
+
+FileStatus StatusOf(const struct stat& inStat)
+{
+    FileStatus status;
+    status.kind = KindOfMode(inStat.st_mode);
+    status.size = static_cast<std::uint64_t>(inStat.st_size);
+    status.accessed = TimeOf(inStat.st_atim);
+    status.modified = TimeOf(inStat.st_mtim);
+    status.inode = inStat.st_ino;
+    status.device = inStat.st_dev;
+    return status;
+}
+
+int OpenFlags(const OpenOptions& inOptions)
+{
+    static constexpr int sAccess[] = {O_RDONLY, O_WRONLY, O_RDWR};
+    static constexpr int sCreation[] = {0, O_TRUNC, O_CREAT, O_CREAT | O_TRUNC, O_CREAT | O_EXCL};
+    return sAccess[static_cast<int>(inOptions.access)] |
+           sCreation[static_cast<int>(inOptions.creation)] | O_CLOEXEC | O_NOCTTY;
+}
+
+class LinuxDirectoryListing : public IDirectoryListing
+{
+public:
+    explicit LinuxDirectoryListing(DIR* inFolder)
+        : mFolder(inFolder)
+    {
+    }
+    ~LinuxDirectoryListing() override { closedir(mFolder); }
+    LinuxDirectoryListing(const LinuxDirectoryListing&) = delete;
+    LinuxDirectoryListing& operator=(const LinuxDirectoryListing&) = delete;
+
+    int Next(DirectoryEntry& outEntry, bool& outEnd) override
+    {
+        for (;;)
+        {
+            errno = 0;
+            const dirent* const entry = readdir(mFolder);
+            if (entry == nullptr)
+            {
+                // The kernel answers ENOENT once the folder itself was removed.
+                outEnd = errno == 0 || errno == ENOENT;
+                return outEnd ? 0 : errno;
+            }
+            if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
+                continue;
+            if (!KindOf(*entry, outEntry.kind))
+                continue;
+            outEntry.name = entry->d_name;
+            outEnd = false;
+            return 0;
+        }
+    }
+
+private:
+    // Some file systems leave the kind open. @return false if the entry has gone meanwhile.
+    bool KindOf(const dirent& inEntry, FileKind& outKind)
+    {
+        if (inEntry.d_type != DT_UNKNOWN)
+        {
+            outKind = KindOfMode(DTTOIF(inEntry.d_type));
+            return true;
+        }
+        struct stat status;
+        const int error = Repeat(
+            [&] { return fstatat(dirfd(mFolder), inEntry.d_name, &status, AT_SYMLINK_NOFOLLOW); });
+        outKind = error == 0 ? KindOfMode(status.st_mode) : FileKind::kOther;
+        return error != ENOENT;
+    }
+
+    DIR* const mFolder;
+};
+
+} // namespace
+
+int LinuxFileSystem::Open(const std::string& inPath, const OpenOptions& inOptions,
+                          FileHandle& outFile)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    int file = kNoFile;
+    const int error =
+        Repeat([&] { return file = open(inPath.c_str(), OpenFlags(inOptions), 0666); });
+    if (error != 0)
+        return error;
+    if (inOptions.sequential)
+        posix_fadvise(file, 0, 0, POSIX_FADV_SEQUENTIAL);
+    outFile = file;
+    return 0;
+}
+
+int LinuxFileSystem::Read(FileHandle inFile, void* outBytes, std::size_t inSize,
+                          std::size_t& outGot)
+{
+    ssize_t got = 0;
+    const int error =
+        Repeat([&] { return got = read(inFile, outBytes, std::min(inSize, kMaxTransferBytes)); });
+    if (error == 0)
+        outGot = static_cast<std::size_t>(got);
+    return error;
+}
+
+int LinuxFileSystem::Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
+                           std::size_t& outPut)
+{
+    ssize_t put = 0;
+    const int error =
+        Repeat([&] { return put = write(inFile, inBytes, std::min(inSize, kMaxTransferBytes)); });
+    if (error == 0)
+        outPut = static_cast<std::size_t>(put);
+    return error;
+}
+
+int LinuxFileSystem::Close(FileHandle inFile)
+{
+    // Never repeated: the descriptor is free after any answer, and may already be another thread's.
+    return close(inFile) == 0 ? 0 : errno;
+}
+
+int LinuxFileSystem::Stat(const std::string& inPath, LinkPolicy inPolicy, FileStatus& outStatus)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    struct stat status;
+    const int flags = inPolicy == LinkPolicy::kFollow ? 0 : AT_SYMLINK_NOFOLLOW;
+    const int error = Repeat([&] { return fstatat(AT_FDCWD, inPath.c_str(), &status, flags); });
+    if (error == 0)
+        outStatus = StatusOf(status);
+    return error;
+}
+
+int LinuxFileSystem::List(const std::string& inPath, LinkPolicy inPolicy,
+                          std::unique_ptr<IDirectoryListing>& outListing)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    const int links = inPolicy == LinkPolicy::kFollow ? 0 : O_NOFOLLOW;
+    int file = kNoFile;
+    const int error = Repeat(
+        [&] { return file = open(inPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | links); });
+    if (error != 0)
+        return error;
+    DIR* const folder = fdopendir(file);
+    if (folder == nullptr)
+    {
+        const int streamError = errno;
+        close(file);
+        return streamError;
+    }
+    outListing = std::make_unique<LinuxDirectoryListing>(folder);
+    return 0;
+}
+
+int LinuxFileSystem::MakeDirectory(const std::string& inPath)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    return Repeat([&] { return mkdir(inPath.c_str(), 0777); });
+}
+
+int LinuxFileSystem::RemoveDirectory(const std::string& inPath)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    const int error = Repeat([&] { return rmdir(inPath.c_str()); });
+    return error == EEXIST ? ENOTEMPTY : error; // either may say that it is not empty
+}
+
+int LinuxFileSystem::RemoveFile(const std::string& inPath)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    return Repeat([&] { return unlink(inPath.c_str()); });
+}
+
+int LinuxFileSystem::Rename(const std::string& inFrom, const std::string& inTo, RenameMode inMode)
+{
+    if (HasNul(inFrom) || HasNul(inTo))
+        return EINVAL;
+    const unsigned flags = inMode == RenameMode::kNoReplace ? RENAME_NOREPLACE : 0;
+    return Repeat([&]
+                  { return renameat2(AT_FDCWD, inFrom.c_str(), AT_FDCWD, inTo.c_str(), flags); });
+}
+
+int LinuxFileSystem::Link(const std::string& inFrom, const std::string& inTo)
+{
+    if (HasNul(inFrom) || HasNul(inTo))
+        return EINVAL;
+    return Repeat([&] { return linkat(AT_FDCWD, inFrom.c_str(), AT_FDCWD, inTo.c_str(), 0); });
+}
+
+int LinuxFileSystem::Touch(const std::string& inPath)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    const timespec times[2] = {{0, UTIME_NOW}, {0, UTIME_OMIT}};
+    return Repeat([&] { return utimensat(AT_FDCWD, inPath.c_str(), times, 0); });
+}
+
+int LinuxFileSystem::BlockSize(const std::string& inPath, std::uint64_t& outBytes)
+{
+    if (HasNul(inPath))
+        return EINVAL;
+    struct statvfs status;
+    const int error = Repeat([&] { return statvfs(inPath.c_str(), &status); });
+    if (error == 0)
+        outBytes = status.f_frsize != 0 ? status.f_frsize : status.f_bsize;
+    return error;
+}
+
+int LinuxFileSystem::CurrentDirectory(std::string& outPath)
+{
+    // A null buffer makes the system allot one of the length that is needed.
+    char* const path = getcwd(nullptr, 0);
+    if (path == nullptr)
+        return errno;
+    outPath = path;
+    std::free(path);
+    return 0;
+}
+
+std::string LinuxFileSystem::TempDirectory()
+{
+    const char* const named = std::getenv("TMPDIR");
+    return named != nullptr && named[0] == '/' ? named : "/tmp";
+}
+
+} // namespace Platform

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "ZOR/FileResults.h"
+#include "qelcore/Export.h"
+#include "qelcore/UTFString.h"
+
+namespace ZOR
+{
+
+/// What an open file is for. Values can be combined by |.
+enum FileAccessFlags : std::uint32_t
+{
+    kFileAccess_Read = 1,
+    kFileAccess_Write = 2,
+};
+
+/// What others may do with the file meanwhile. Values can be combined by |. Nothing here stops
+/// anybody: the system has no such locks.
+enum FileShareModeFlags : std::uint32_t
+{
+    kFileShareMode_None = 0,
+    kFileShareMode_Read = 1,
+    kFileShareMode_Write = 2,
+    kFileShareMode_Delete = 4,
+};
+
+/// What Create() does with what is there, or is not. Exactly one.
+enum FileCreateDispositionFlags : std::uint32_t
+{
+    kFileCreate_Always = 1,       ///< empties what is there, or makes it
+    kFileCreate_New = 2,          ///< fails if anything has that name, a dangling link too
+    kFileCreate_OpenAlways = 4,   ///< opens what is there, or makes it
+    kFileCreate_OpenExisting = 8, ///< fails if it is not there
+    kFileCreate_Truncate = 16,    ///< empties what is there, fails if it is not
+};
+
+/// Hints. Values can be combined by |.
+enum FileAttributesFlags : std::uint32_t
+{
+    kFileAttributes_Normal = 1,
+    kFileAttributes_Sequential = 4, ///< it will be read once, from front to back
+};
+
+constexpr FileAccessFlags operator|(FileAccessFlags inA, FileAccessFlags inB)
+{
+    return static_cast<FileAccessFlags>(std::uint32_t{inA} | std::uint32_t{inB});
+}
+constexpr FileShareModeFlags operator|(FileShareModeFlags inA, FileShareModeFlags inB)
+{
+    return static_cast<FileShareModeFlags>(std::uint32_t{inA} | std::uint32_t{inB});
+}
+constexpr FileAttributesFlags operator|(FileAttributesFlags inA, FileAttributesFlags inB)
+{
+    return static_cast<FileAttributesFlags>(std::uint32_t{inA} | std::uint32_t{inB});
+}
+
+// An open file, read or written from front to back.
+//
+// Threads  An object belongs to one thread at a time. The static functions may be called from any.
+// Units    Sizes are bytes.
+// Errors   Results of ZOR/FileResults.h; nothing here raises, except std::bad_alloc.
+class RK_API File
+{
+public:
+    File() noexcept = default;
+    /// Closes what is open. Its answer is lost: whoever has written calls Close().
+    ~File();
+    File(File&& ioOther) noexcept;
+    File& operator=(File&& ioOther) noexcept;
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    /// Opens a file, and makes it if inDisposition says so.
+    /// @param inBuffered  whether a file buffer, if one is installed, shall stand behind the reads.
+    /// @return kFileResult_AlreadyOpen if this object holds a file, and then nothing has happened.
+    qelcore::Result Create(const qelcore::UTF16String& inPath, FileAccessFlags inAccess,
+                           FileShareModeFlags inShareMode, FileCreateDispositionFlags inDisposition,
+                           FileAttributesFlags inAttributes, bool inBuffered);
+
+    /// Reads on until inSize bytes are there or the file ends: less at its end is a success.
+    /// @param outGot  how much was read, also before a failure.
+    qelcore::Result Read(void* outBytes, std::size_t inSize, std::size_t& outGot);
+
+    /// Writes all of it. What was written may still be lost until Close() has succeeded.
+    /// @param outPut  how much was written, also before a failure.
+    qelcore::Result Write(const void* inBytes, std::size_t inSize, std::size_t& outPut);
+
+    /// Closes the file, whatever the answer is. A failure means that what was written may be lost.
+    qelcore::Result Close();
+
+    bool IsOpen() const noexcept { return mFile >= 0; }
+
+    /// Removes a file, or a link itself; never a folder.
+    static qelcore::Result Delete(const qelcore::UTF16String& inPath);
+
+    /// Renames a file or folder within its volume, atomically. @return kFileResult_AlreadyExists if
+    /// the new name is taken, and kFileResult_OtherVolume; either leaves all as it was.
+    static qelcore::Result Move(const qelcore::UTF16String& inFrom,
+                                const qelcore::UTF16String& inTo);
+
+    /// A name for a temporary file in the folder of inPath, and so on its volume, that is not in use:
+    /// hidden, with the extension ".tmp", and of 128 random bits, so that no two callers get the same.
+    /// It makes nothing; kFileCreate_New then makes the file, and never opens what somebody else put
+    /// there.
+    static qelcore::UTF16String MakeUniqueTempPath(const qelcore::UTF16String& inPath);
+
+    /// Whether the last component of inPath is of the form that MakeUniqueTempPath() gives, so that
+    /// what a crash has left can be found.
+    static bool IsTempPath(const qelcore::UTF16String& inPath);
+
+    /// @param outSize  bytes in the file, links followed; untouched on failure.
+    static qelcore::Result SizeOnDisk(const qelcore::UTF16String& inPath, std::uint64_t& outSize);
+
+private:
+    int mFile = -1;
+};
+
+} // namespace ZOR

@@ -1,0 +1,217 @@
+#include "ZOR/File.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <random>
+#include <utility>
+
+#include <boost/optional.hpp>
+
+#include "FileError.h"
+#include "Platform/FileSystem.h"
+#include "ZOR/PathUtils.h"
+#include "qelcore/TextConversion.h"
+
+namespace ZOR
+{
+namespace
+{
+
+using Platform::FileAccess;
+using Platform::FileCreation;
+using qelcore::Result;
+using qelcore::UTF16String;
+using qelcore::utility::UTF16ToFileName;
+
+constexpr char16_t kTempPrefix[] = u".RK-";
+constexpr char16_t kTempExtension[] = u".tmp";
+constexpr std::size_t kTempDigits = 32; // of 4 bits
+constexpr char16_t kHexDigits[] = u"0123456789abcdef";
+
+boost::optional<FileAccess> AccessOf(FileAccessFlags inFlags)
+{
+    switch (static_cast<std::uint32_t>(inFlags))
+    {
+    case kFileAccess_Read:
+        return FileAccess::kRead;
+    case kFileAccess_Write:
+        return FileAccess::kWrite;
+    case kFileAccess_Read | kFileAccess_Write:
+        return FileAccess::kReadWrite;
+    default:
+        return boost::none;
+    }
+}
+
+boost::optional<FileCreation> CreationOf(FileCreateDispositionFlags inFlags)
+{
+    switch (static_cast<std::uint32_t>(inFlags))
+    {
+    case kFileCreate_Always:
+        return FileCreation::kCreateOrTruncate;
+    case kFileCreate_New:
+        return FileCreation::kMustCreate;
+    case kFileCreate_OpenAlways:
+        return FileCreation::kOpenOrCreate;
+    case kFileCreate_OpenExisting:
+        return FileCreation::kMustExist;
+    case kFileCreate_Truncate:
+        return FileCreation::kTruncateExisting;
+    default:
+        return boost::none;
+    }
+}
+
+/// To empty a file that is opened for reading alone is left open by the system: refused.
+bool Empties(FileCreation inCreation)
+{
+    return inCreation == FileCreation::kCreateOrTruncate ||
+           inCreation == FileCreation::kTruncateExisting;
+}
+
+UTF16String RandomDigits()
+{
+    std::random_device source;
+    UTF16String digits;
+    while (digits.size() < kTempDigits)
+    {
+        std::uint32_t bits = source();
+        for (int i = 0; i < 8; ++i, bits >>= 4)
+            digits += kHexDigits[bits & 15];
+    }
+    return digits;
+}
+
+bool IsHexDigit(char16_t inUnit)
+{
+    return (inUnit >= u'0' && inUnit <= u'9') || (inUnit >= u'a' && inUnit <= u'f');
+}
+
+} // namespace
+
+File::~File()
+{
+    Close();
+}
+
+File::File(File&& ioOther) noexcept
+    : mFile(std::exchange(ioOther.mFile, Platform::kNoFile))
+{
+}
+
+File& File::operator=(File&& ioOther) noexcept
+{
+    File taken(std::move(ioOther));
+    std::swap(mFile, taken.mFile);
+    return *this;
+}
+
+Result File::Create(const UTF16String& inPath, FileAccessFlags inAccess, FileShareModeFlags,
+                    FileCreateDispositionFlags inDisposition, FileAttributesFlags inAttributes,
+                    bool)
+{
+    if (IsOpen())
+        return kFileResult_AlreadyOpen;
+    const boost::optional<FileAccess> access = AccessOf(inAccess);
+    const boost::optional<FileCreation> creation = CreationOf(inDisposition);
+    if (!access || !creation || (*access == FileAccess::kRead && Empties(*creation)))
+        return kFileResult_BadArgument;
+    Platform::OpenOptions options;
+    options.access = *access;
+    options.creation = *creation;
+    options.sequential = (inAttributes & kFileAttributes_Sequential) != 0;
+    return ResultOfError(Platform::FileSystem().Open(UTF16ToFileName(inPath), options, mFile));
+}
+
+Result File::Read(void* outBytes, std::size_t inSize, std::size_t& outGot)
+{
+    outGot = 0;
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    while (outGot < inSize)
+    {
+        std::size_t got = 0;
+        const int error = Platform::FileSystem().Read(mFile, static_cast<char*>(outBytes) + outGot,
+                                                      inSize - outGot, got);
+        if (error != 0)
+            return ResultOfError(error);
+        if (got == 0)
+            break; // the end of the file
+        outGot += got;
+    }
+    return qelcore::kResult_OK;
+}
+
+Result File::Write(const void* inBytes, std::size_t inSize, std::size_t& outPut)
+{
+    outPut = 0;
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    while (outPut < inSize)
+    {
+        std::size_t put = 0;
+        const int error = Platform::FileSystem().Write(
+            mFile, static_cast<const char*>(inBytes) + outPut, inSize - outPut, put);
+        if (error != 0)
+            return ResultOfError(error);
+        if (put == 0)
+            return qelcore::kResult_GeneralFailure; // or it would try for ever
+        outPut += put;
+    }
+    return qelcore::kResult_OK;
+}
+
+Result File::Close()
+{
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    return ResultOfError(Platform::FileSystem().Close(std::exchange(mFile, Platform::kNoFile)));
+}
+
+Result File::Delete(const UTF16String& inPath)
+{
+    return ResultOfError(Platform::FileSystem().RemoveFile(UTF16ToFileName(inPath)));
+}
+
+Result File::Move(const UTF16String& inFrom, const UTF16String& inTo)
+{
+    return ResultOfError(Platform::RenameWithoutReplacing(
+        Platform::FileSystem(), UTF16ToFileName(inFrom), UTF16ToFileName(inTo)));
+}
+
+UTF16String File::MakeUniqueTempPath(const UTF16String& inPath)
+{
+    const UTF16String folder = PathUtils::GetFullDirectoryPart(inPath);
+    UTF16String path;
+    do
+    {
+        path = folder + kTempPrefix + RandomDigits() + kTempExtension;
+    } while (PathUtils::ExistsOnDisk(path, PathUtils::kExistsOnDisk_LinkItself));
+    return path;
+}
+
+bool File::IsTempPath(const UTF16String& inPath)
+{
+    const UTF16String prefix(kTempPrefix);
+    const UTF16String extension(kTempExtension);
+    const UTF16String name = PathUtils::GetFullFilePart(inPath);
+    return name.size() == prefix.size() + kTempDigits + extension.size() &&
+           name.compare(0, prefix.size(), prefix) == 0 &&
+           name.compare(prefix.size() + kTempDigits, extension.size(), extension) == 0 &&
+           std::all_of(name.begin() + prefix.size(), name.end() - extension.size(), IsHexDigit);
+}
+
+Result File::SizeOnDisk(const UTF16String& inPath, std::uint64_t& outSize)
+{
+    Platform::FileStatus status;
+    const int error =
+        Platform::FileSystem().Stat(UTF16ToFileName(inPath), Platform::LinkPolicy::kFollow, status);
+    if (error != 0)
+        return ResultOfError(error);
+    if (status.kind == Platform::FileKind::kDirectory)
+        return kFileResult_IsDirectory;
+    outSize = status.size;
+    return qelcore::kResult_OK;
+}
+
+} // namespace ZOR
