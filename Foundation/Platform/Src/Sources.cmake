@@ -1,4 +1,5 @@
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/CgroupMemory.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Debugger.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/FileSystem.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/KeptFile.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/LinuxFileSystem.cpp)
@@ -6,5 +7,7 @@ target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/LinuxMachineFigures.cp
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/LinuxVolumeTable.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MachineFigures.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MountInfo.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/ProgramName.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/SystemText.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/VolumeTable.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/WholeFile.cpp)

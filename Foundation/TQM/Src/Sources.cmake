@@ -1,0 +1,1 @@
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/ApplicationType.cpp)
