@@ -3,23 +3,24 @@
 target_sources(RiverKit PRIVATE
   # Src/DataCacheInFilesystem.cpp
   # Src/ErrorReport.cpp
-  # Src/RiverKitServer.cpp
-  # Src/MediaType.cpp
-  # Src/PixelFormat.cpp
+  Src/RiverKitServer.cpp
+  Src/MediaType.cpp
+  Src/PixelFormat.cpp
   # Src/PlatformWindowManager.cpp
-  # Src/StreamLabel.cpp
+  Src/StreamLabel.cpp
   # Src/VolumeUtilities.cpp
-  # Src/Audio/AudioChannelType.cpp
+  Src/Audio/AudioChannelType.cpp
   # Src/Linux/LinuxDirectoryChangeMonitor.cpp
   # Src/Linux/LinuxVolumeUtilities.cpp
   # Src/MediaManager/MediaManager.cpp
-  # Src/PixelAspectRatio/PixelAspectRatio.cpp
+  Src/PixelAspectRatio/PixelAspectRatio.cpp
   # Src/Renderable/RenderableCutlistFactory.cpp
   # Src/SDKSupport/MoonVetch.cpp
   # Src/Commands/StressMediaVector.cpp
   # No set-up of their own, so in any order:
-  # Src/FontServerState.cpp
-  # Src/Utils/MathConstants.cpp
+  Src/FontServerState.cpp
+  Src/Utils/MathConstants.cpp
+  Src/LoadOrder.cpp
   # Src/DecodeQueue.cpp
   # Src/StillSequence.cpp
   )

@@ -1,0 +1,78 @@
+#include "RKPixelFormat.h"
+
+#include "LoadOrder.h"
+#include "qelmediatypes/PixelFormat.h"
+
+RK_RECORD_SET_UP("Src/PixelFormat");
+
+namespace RK
+{
+
+const PixelFormat kPixelFormat_BGRA_4444_8u = qelmediatypes::kPixelFormat_BGRA_4444_8u;
+const PixelFormat kPixelFormat_ARGB_4444_8u = qelmediatypes::kPixelFormat_ARGB_4444_8u;
+const PixelFormat kPixelFormat_VUYA_4444_8u = qelmediatypes::kPixelFormat_VUYA_4444_8u;
+const PixelFormat kPixelFormat_VUYA_4444_8u_709 = qelmediatypes::kPixelFormat_VUYA_4444_8u_709;
+const PixelFormat kPixelFormat_YUYV_422_8u_601 = qelmediatypes::kPixelFormat_YUYV_422_8u;
+const PixelFormat kPixelFormat_YUYV_422_8u_709 = qelmediatypes::kPixelFormat_YUYV_422_8u_709;
+const PixelFormat kPixelFormat_UYVY_422_8u_601 = qelmediatypes::kPixelFormat_UYVY_422_8u;
+const PixelFormat kPixelFormat_UYVY_422_8u_709 = qelmediatypes::kPixelFormat_UYVY_422_8u_709;
+const PixelFormat kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601;
+const PixelFormat kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_601 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_601;
+const PixelFormat kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601_FullRange =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_601_FullRange;
+const PixelFormat kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_601_FullRange =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_601_FullRange;
+const PixelFormat kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_709 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG2_FRAME_PICTURE_PLANAR_8u_709;
+const PixelFormat kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_709 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG2_FIELD_PICTURE_PLANAR_8u_709;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_PLANAR_8u_601 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_PLANAR_8u_601;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_PLANAR_8u_601 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_PLANAR_8u_601;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_PLANAR_8u_601_FullRange =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_PLANAR_8u_601_FullRange;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_PLANAR_8u_601_FullRange =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_PLANAR_8u_601_FullRange;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_PLANAR_8u_709 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_PLANAR_8u_709;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_PLANAR_8u_709 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_PLANAR_8u_709;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_BIPLANAR_8u_601 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_BIPLANAR_8u_601;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_BIPLANAR_8u_601 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_BIPLANAR_8u_601;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_BIPLANAR_8u_601_FullRange =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_BIPLANAR_8u_601_FullRange;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_BIPLANAR_8u_601_FullRange =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_BIPLANAR_8u_601_FullRange;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_BIPLANAR_8u_709 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FRAME_PICTURE_BIPLANAR_8u_709;
+const PixelFormat kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_BIPLANAR_8u_709 =
+    qelmediatypes::kPixelFormat_YUV_420_MPEG4_FIELD_PICTURE_BIPLANAR_8u_709;
+const PixelFormat kPixelFormat_BGRA_4444_16u = qelmediatypes::kPixelFormat_BGRA_4444_15u;
+const PixelFormat kPixelFormat_ARGB_4444_16u = qelmediatypes::kPixelFormat_ARGB_4444_15u;
+const PixelFormat kPixelFormat_VUYA_4444_16u = qelmediatypes::kPixelFormat_VUYA_4444_15u;
+const PixelFormat kPixelFormat_BGRA_4444_32f = qelmediatypes::kPixelFormat_BGRA_4444_32f;
+const PixelFormat kPixelFormat_ARGB_4444_32f = qelmediatypes::kPixelFormat_ARGB_4444_32f;
+const PixelFormat kPixelFormat_VUYA_4444_32f = qelmediatypes::kPixelFormat_VUYA_4444_32f;
+const PixelFormat kPixelFormat_VUYA_4444_32f_709 = qelmediatypes::kPixelFormat_VUYA_4444_32f_709;
+const PixelFormat kPixelFormat_YUYV_422_32f = qelmediatypes::kPixelFormat_YUYV_422_32f;
+const PixelFormat kPixelFormat_BGRP_4444_32f_Linear =
+    qelmediatypes::kPixelFormat_BGRP_4444_32f_Linear;
+const PixelFormat kPixelFormat_NTSCDV25 = qelmediatypes::kPixelFormat_NTSCDV25;
+const PixelFormat kPixelFormat_PALDV25 = qelmediatypes::kPixelFormat_PALDV25;
+const PixelFormat kPixelFormat_NTSCDV50 = qelmediatypes::kPixelFormat_NTSCDV50;
+const PixelFormat kPixelFormat_PALDV50 = qelmediatypes::kPixelFormat_PALDV50;
+const PixelFormat kPixelFormat_NTSCDV100_720p = qelmediatypes::kPixelFormat_NTSC_DV100_720p;
+const PixelFormat kPixelFormat_PALDV100_720p = qelmediatypes::kPixelFormat_PAL_DV100_720p;
+const PixelFormat kPixelFormat_NTSCDV100_1080i = qelmediatypes::kPixelFormat_NTSC_DV100_1080i;
+const PixelFormat kPixelFormat_PALDV100_1080i = qelmediatypes::kPixelFormat_PAL_DV100_1080i;
+const PixelFormat kPixelFormat_V210_422_10u_601 = qelmediatypes::kPixelFormat_V210_422_10u;
+const PixelFormat kPixelFormat_V210_422_10u_709 = qelmediatypes::kPixelFormat_V210_422_10u_709;
+const PixelFormat kPixelFormat_Invalid = qelmediatypes::kPixelFormat_Invalid;
+const PixelFormat kPixelFormat_Any = qelmediatypes::kPixelFormat_Any;
+
+} // namespace RK

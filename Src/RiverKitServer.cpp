@@ -1,0 +1,122 @@
+#include "RKInitializer.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "LoadOrder.h"
+#include "RiverKitServer.h"
+#include "ZOR/Foundation.h"
+#include "ZOR/Impl.h"
+#include "qelcore/RecursiveMutex.h"
+
+RK_RECORD_SET_UP("Src/RiverKitServer");
+
+namespace RK
+{
+
+namespace Server
+{
+
+const qelcore::utility::Guid kMediaManagerClassID =
+    qelcore::utility::Guid::StringToGUID("267A9BAA-13DE-47e7-9652-6067D5212D2E", 36);
+
+} // namespace Server
+
+namespace
+{
+
+using qelcore::threads::RecursiveMutex;
+
+constinit RecursiveMutex sCriticalSection;
+constinit std::int32_t sInitializationCount RK_GUARDED_BY(sCriticalSection) = 0;
+constinit Server::StepHook sStepHook RK_GUARDED_BY(sCriticalSection) = nullptr;
+
+struct Step
+{
+    const char* mName;
+    void (*mRun)();
+};
+
+void RemoveFileBufferFactory()
+{
+    ZOR::Foundation::SetFileBufferFactory(nullptr);
+}
+
+// Both orders are contract, and neither is the mirror of the other. What is still to come has its
+// place marked by a comment.
+constexpr Step kStartSteps[] = {
+    {"ZOR::Foundation::Initialize", &ZOR::Foundation::Initialize},
+    // ZOR::Messaging::Initialize
+    // RK::FileManager::Startup
+    // RK::MediaManager::Startup
+    // RK::DirectoryChangeMonitor::Initialize
+    // RK::SDKSupport::Initialize
+    // installation of the file buffer factory
+    // RK::VolumeUtilities::Startup
+    // registration of the console command RK::Commands::StressMediaVector
+};
+
+constexpr Step kStopSteps[] = {
+    {"RemoveFileBufferFactory", &RemoveFileBufferFactory},
+    // RK::VolumeUtilities::Shutdown
+    // RK::DiskCacheManager::Shutdown, which is started on first use
+    // RK::MediaManager::Shutdown
+    // RK::FileManager::Shutdown
+    // RK::DirectoryChangeMonitor::Terminate
+    // RK::SDKSupport::Terminate
+    // ZOR::Messaging::Terminate
+    {"ZOR::Foundation::Terminate", &ZOR::Foundation::Terminate},
+};
+
+template <std::size_t kCount>
+void RunSteps(const Step (&inSteps)[kCount]) RK_REQUIRES(sCriticalSection)
+{
+    for (const Step& step : inSteps)
+    {
+        if (sStepHook)
+            sStepHook(step.mName);
+        step.mRun();
+    }
+}
+
+} // namespace
+
+void Server::SetStepHook(StepHook inHook) noexcept
+{
+    RecursiveMutex::ScopedLock lock(sCriticalSection, "RK::Server::SetStepHook");
+    sStepHook = inHook;
+}
+
+class Initializer::PrivateImpl : public ZOR::Impl
+{
+public:
+    PrivateImpl()
+    {
+        RecursiveMutex::ScopedLock lock(sCriticalSection, "RK::Initializer::Initializer");
+        if (sInitializationCount++ == 0)
+            RunSteps(kStartSteps);
+    }
+    ~PrivateImpl() override
+    {
+        RecursiveMutex::ScopedLock lock(sCriticalSection, "RK::Initializer::~Initializer");
+        if (--sInitializationCount == 0)
+            RunSteps(kStopSteps);
+    }
+};
+
+Initializer::Initializer()
+    : mImpl(new PrivateImpl)
+{
+}
+
+Initializer::Initializer(Initializer&& ioOther) noexcept
+    : mImpl(std::exchange(ioOther.mImpl, nullptr))
+{
+}
+
+Initializer::~Initializer()
+{
+    delete mImpl;
+}
+
+} // namespace RK
