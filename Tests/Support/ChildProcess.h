@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <functional>
+
+#include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Testing
+{
+
+/// Runs inWork in a child process, for what must not happen to the test's own.
+/// @return what inWork returned, 0..99; 100 if it threw, 101 if the child was killed.
+inline int RunInChild(const std::function<int()>& inWork)
+{
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        int answer = 100;
+        try
+        {
+            answer = inWork();
+        }
+        catch (const std::exception& failure)
+        {
+            std::fprintf(stderr, "in the child: %s\n", failure.what());
+        }
+        std::fflush(nullptr);
+        _exit(answer);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR)
+    {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 101;
+}
+
+/// The same as a user without rights. Whoever has none already needs no other user.
+inline int RunWithoutRights(const std::function<int()>& inWork)
+{
+    return RunInChild(
+        [&inWork]
+        {
+            const bool dropped = geteuid() != 0 || (setgroups(0, nullptr) == 0 &&
+                                                    setresgid(65534, 65534, 65534) == 0 &&
+                                                    setresuid(65534, 65534, 65534) == 0);
+            return dropped ? inWork() : 99;
+        });
+}
+
+/// Whether this process may mount in a namespace of its own.
+inline bool CanMount()
+{
+    return RunInChild([] { return unshare(CLONE_NEWNS) == 0 ? 0 : 1; }) == 0;
+}
+
+/// Makes the mounts of this process, a child, its own: nobody else sees those that follow.
+inline bool EnterPrivateMounts()
+{
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+} // namespace Testing
+
+/// Skips the test where mounts are not allowed.
+#define RK_NEEDS_MOUNTS()                                                                          \
+    do                                                                                             \
+    {                                                                                              \
+        if (!::Testing::CanMount())                                                                \
+            GTEST_SKIP() << "needs the right to mount in a namespace of its own (CAP_SYS_ADMIN)";  \
+    } while (false)

@@ -1,0 +1,481 @@
+#pragma once
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Platform/FileSystem.h"
+
+namespace Testing
+{
+
+enum class FileOperation
+{
+    kOpen,
+    kRead,
+    kWrite,
+    kClose,
+    kStat,
+    kList,
+    kNext,
+    kMakeDirectory,
+    kRemoveDirectory,
+    kRemoveFile,
+    kRename,
+    kRenameNoReplace,
+    kLink,
+    kTouch,
+    kBlockSize,
+};
+
+// A file system in memory that begins with "/" and "/tmp". It writes down what changed it, and fails on
+// request. Paths are absolute. Any thread.
+class MemoryFileSystem : public Platform::IFileSystem
+{
+public:
+    // Setting up. Folders above are made as needed; nothing of it is written down.
+    void AddFile(const std::string& inPath, const std::string& inContents = "x",
+                 Platform::FileTime inModified = {1000000000, 0})
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Put(inPath, Platform::FileKind::kFile, inContents).modified = inModified;
+    }
+    void AddDirectory(const std::string& inPath)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Put(inPath, Platform::FileKind::kDirectory, "");
+    }
+    /// @param inTarget  an absolute path.
+    void AddLink(const std::string& inPath, const std::string& inTarget)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Put(inPath, Platform::FileKind::kSymbolicLink, inTarget);
+    }
+    /// Takes a path away with all below it, as somebody else would.
+    void Vanish(const std::string& inPath)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        EraseTree(inPath);
+    }
+    /// The folder vanishes once a listing of it has given that many entries.
+    void VanishAfter(const std::string& inPath, std::size_t inEntries)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mVanishAfter[inPath] = inEntries;
+    }
+    /// From now on the operation fails for that path; 0 lets it work again.
+    void Fail(FileOperation inOperation, const std::string& inPath, int inError)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mFailures[{inOperation, inPath}] = inError;
+    }
+    /// The most bytes that one transfer moves.
+    void LimitTransfers(std::size_t inBytes) { mMaxTransfer = inBytes; }
+
+    // Looking.
+    bool Has(const std::string& inPath)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mNodes.count(inPath) != 0;
+    }
+    std::string Contents(const std::string& inPath)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return *mNodes.at(inPath).contents;
+    }
+    /// What changed the tree, as "rename /a /b", in order.
+    std::vector<std::string> Done()
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mDone;
+    }
+    std::size_t OpenHandles()
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mOpen.size();
+    }
+
+    int Open(const std::string& inPath, const Platform::OpenOptions& inOptions,
+             Platform::FileHandle& outFile) override
+    {
+        using Platform::FileCreation;
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kOpen, inPath))
+            return error;
+        const FileCreation creation = inOptions.creation;
+        const bool makes =
+            creation != FileCreation::kMustExist && creation != FileCreation::kTruncateExisting;
+        std::string path;
+        const bool follow = creation != FileCreation::kMustCreate;
+        const int found = Find(inPath, follow, path);
+        if (found == 0 && creation == FileCreation::kMustCreate)
+            return EEXIST;
+        if (found != 0 && (found != ENOENT || !makes || !HasParent(path)))
+            return found;
+        if (found != 0)
+        {
+            Put(path, Platform::FileKind::kFile, "");
+            mDone.push_back("create " + path);
+        }
+        Node& node = mNodes.at(path);
+        if (node.kind == Platform::FileKind::kDirectory)
+            return EISDIR;
+        if (creation == FileCreation::kTruncateExisting ||
+            creation == FileCreation::kCreateOrTruncate)
+            node.contents->clear();
+        outFile = ++mLastHandle;
+        mOpen[outFile] = {path, node.contents, 0};
+        return 0;
+    }
+    int Read(Platform::FileHandle inFile, void* outBytes, std::size_t inSize,
+             std::size_t& outGot) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        OpenFile& file = mOpen.at(inFile);
+        if (const int error = Failure(FileOperation::kRead, file.path))
+            return error;
+        const std::size_t left =
+            file.contents->size() - std::min(file.position, file.contents->size());
+        outGot = std::min({inSize, left, mMaxTransfer});
+        if (outGot != 0)
+            std::memcpy(outBytes, file.contents->data() + file.position, outGot);
+        file.position += outGot;
+        return 0;
+    }
+    int Write(Platform::FileHandle inFile, const void* inBytes, std::size_t inSize,
+              std::size_t& outPut) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        OpenFile& file = mOpen.at(inFile);
+        if (const int error = Failure(FileOperation::kWrite, file.path))
+            return error;
+        outPut = std::min(inSize, mMaxTransfer);
+        file.contents->resize(std::max(file.contents->size(), file.position + outPut));
+        if (outPut != 0)
+            std::memcpy(file.contents->data() + file.position, inBytes, outPut);
+        file.position += outPut;
+        return 0;
+    }
+    int Close(Platform::FileHandle inFile) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const std::string path = mOpen.at(inFile).path;
+        mOpen.erase(inFile);
+        return Failure(FileOperation::kClose, path);
+    }
+    int Stat(const std::string& inPath, Platform::LinkPolicy inPolicy,
+             Platform::FileStatus& outStatus) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kStat, inPath))
+            return error;
+        std::string path;
+        if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
+            return error;
+        const Node& node = mNodes.at(path);
+        outStatus = {node.kind, node.contents->size(), node.accessed, node.modified, node.inode, 1};
+        return 0;
+    }
+    int List(const std::string& inPath, Platform::LinkPolicy inPolicy,
+             std::unique_ptr<Platform::IDirectoryListing>& outListing) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kList, inPath))
+            return error;
+        std::string path;
+        if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
+            return error;
+        if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
+            return ENOTDIR;
+        outListing = std::make_unique<Listing>(*this, path, ChildrenOf(path));
+        return 0;
+    }
+    int MakeDirectory(const std::string& inPath) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kMakeDirectory, inPath))
+            return error;
+        std::string path;
+        const int error = Find(inPath, false, path);
+        if (error != ENOENT || !HasParent(path))
+            return error == 0 ? EEXIST : error;
+        Put(path, Platform::FileKind::kDirectory, "");
+        mDone.push_back("mkdir " + path);
+        return 0;
+    }
+    int RemoveDirectory(const std::string& inPath) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kRemoveDirectory, inPath))
+            return error;
+        std::string path;
+        if (const int error = Find(inPath, false, path))
+            return error;
+        if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
+            return ENOTDIR;
+        if (!ChildrenOf(path).empty())
+            return ENOTEMPTY;
+        mNodes.erase(path);
+        mDone.push_back("rmdir " + path);
+        return 0;
+    }
+    int RemoveFile(const std::string& inPath) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kRemoveFile, inPath))
+            return error;
+        std::string path;
+        if (const int error = Find(inPath, false, path))
+            return error;
+        if (mNodes.at(path).kind == Platform::FileKind::kDirectory)
+            return EISDIR;
+        mNodes.erase(path);
+        mDone.push_back("unlink " + path);
+        return 0;
+    }
+    int Rename(const std::string& inFrom, const std::string& inTo,
+               Platform::RenameMode inMode) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const bool replaces = inMode == Platform::RenameMode::kReplace;
+        const FileOperation operation =
+            replaces ? FileOperation::kRename : FileOperation::kRenameNoReplace;
+        if (const int error = Failure(operation, inFrom))
+            return error;
+        std::string from, to;
+        if (const int error = Find(inFrom, false, from))
+            return error;
+        const int target = Find(inTo, false, to);
+        if (target == 0 && !replaces)
+            return EEXIST;
+        if (target != 0 && (target != ENOENT || !HasParent(to)))
+            return target;
+        const bool folder = mNodes.at(from).kind == Platform::FileKind::kDirectory;
+        if (target == 0 && (mNodes.at(to).kind == Platform::FileKind::kDirectory) != folder)
+            return folder ? ENOTDIR : EISDIR;
+        if (target == 0 && !ChildrenOf(to).empty())
+            return ENOTEMPTY;
+        MoveTree(from, to);
+        mDone.push_back("rename " + from + " " + to);
+        return 0;
+    }
+    int Link(const std::string& inFrom, const std::string& inTo) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kLink, inFrom))
+            return error;
+        std::string from, to;
+        if (const int error = Find(inFrom, false, from))
+            return error;
+        if (mNodes.at(from).kind == Platform::FileKind::kDirectory)
+            return EPERM;
+        const int target = Find(inTo, false, to);
+        if (target != ENOENT || !HasParent(to))
+            return target == 0 ? EEXIST : target;
+        mNodes[to] = mNodes.at(from);
+        mDone.push_back("link " + from + " " + to);
+        return 0;
+    }
+    int Touch(const std::string& inPath) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kTouch, inPath))
+            return error;
+        std::string path;
+        if (const int error = Find(inPath, true, path))
+            return error;
+        ++mNodes.at(path).accessed.seconds;
+        mDone.push_back("touch " + path);
+        return 0;
+    }
+    int BlockSize(const std::string& inPath, std::uint64_t& outBytes) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kBlockSize, inPath))
+            return error;
+        outBytes = blockSize;
+        return 0;
+    }
+    int CurrentDirectory(std::string& outPath) override
+    {
+        outPath = "/";
+        return 0;
+    }
+    std::string TempDirectory() override { return "/tmp"; }
+
+    std::uint64_t blockSize = 4096;
+
+private:
+    struct Node
+    {
+        Platform::FileKind kind = Platform::FileKind::kDirectory;
+        std::shared_ptr<std::string> contents =
+            std::make_shared<std::string>(); // a link's target too
+        Platform::FileTime accessed{1000000000, 0};
+        Platform::FileTime modified{1000000000, 0};
+        std::uint64_t inode = 0;
+    };
+    struct OpenFile
+    {
+        std::string path;
+        std::shared_ptr<std::string> contents; // lives on when the name goes
+        std::size_t position;
+    };
+
+    class Listing : public Platform::IDirectoryListing
+    {
+    public:
+        Listing(MemoryFileSystem& inOwner, const std::string& inFolder,
+                std::vector<Platform::DirectoryEntry> inEntries)
+            : mOwner(inOwner)
+            , mFolder(inFolder)
+            , mEntries(std::move(inEntries))
+        {
+        }
+        int Next(Platform::DirectoryEntry& outEntry, bool& outEnd) override
+        {
+            const std::lock_guard<std::mutex> lock(mOwner.mMutex);
+            const auto vanish = mOwner.mVanishAfter.find(mFolder);
+            if (vanish != mOwner.mVanishAfter.end() && vanish->second == mNext)
+                mOwner.EraseTree(mFolder);
+            if (const int error = mOwner.Failure(FileOperation::kNext, mFolder))
+                return error;
+            outEnd = mNext == mEntries.size() || mOwner.mNodes.count(mFolder) == 0;
+            if (!outEnd)
+                outEntry = mEntries[mNext++];
+            return 0;
+        }
+
+    private:
+        MemoryFileSystem& mOwner;
+        const std::string mFolder;
+        const std::vector<Platform::DirectoryEntry> mEntries;
+        std::size_t mNext = 0;
+    };
+
+    static std::string ParentOf(const std::string& inPath)
+    {
+        const std::size_t slash = inPath.rfind('/');
+        return slash == 0 ? "/" : inPath.substr(0, slash);
+    }
+    static std::string WithSlash(const std::string& inPath)
+    {
+        return inPath == "/" ? inPath : inPath + "/";
+    }
+
+    int Failure(FileOperation inOperation, const std::string& inPath)
+    {
+        if (inPath.find('\0') != std::string::npos)
+            return EINVAL;
+        const auto found = mFailures.find({inOperation, inPath});
+        return found == mFailures.end() ? 0 : found->second;
+    }
+    // Follows the links on the way. outPath is set to where it is, or would be, also on ENOENT.
+    int Find(const std::string& inPath, bool inFollowLast, std::string& outPath, int inDepth = 0)
+    {
+        outPath = inPath;
+        if (inPath.empty() || inPath[0] != '/')
+            return ENOENT;
+        if (inDepth > 40)
+            return ELOOP;
+        std::string path = "/";
+        for (std::size_t start = 1; start < inPath.size();)
+        {
+            const std::size_t end = std::min(inPath.find('/', start), inPath.size());
+            const std::string component = inPath.substr(start, end - start);
+            start = end + 1;
+            if (component.empty())
+                continue;
+            if (component.size() > 255)
+                return ENAMETOOLONG;
+            const auto folder = mNodes.find(path);
+            if (folder == mNodes.end())
+                return ENOENT;
+            if (folder->second.kind != Platform::FileKind::kDirectory)
+                return ENOTDIR;
+            path = WithSlash(path) + component;
+            outPath = path;
+            const auto node = mNodes.find(path);
+            const bool isLink =
+                node != mNodes.end() && node->second.kind == Platform::FileKind::kSymbolicLink;
+            if (isLink && (inFollowLast || end < inPath.size()))
+            {
+                const std::string target = *node->second.contents;
+                if (const int error = Find(target, true, path, inDepth + 1))
+                    return error;
+                outPath = path;
+            }
+        }
+        outPath = path;
+        return mNodes.count(path) != 0 ? 0 : ENOENT;
+    }
+    bool HasParent(const std::string& inPath)
+    {
+        const auto parent = mNodes.find(ParentOf(inPath));
+        return parent != mNodes.end() && parent->second.kind == Platform::FileKind::kDirectory;
+    }
+    Node& Put(const std::string& inPath, Platform::FileKind inKind, const std::string& inContents)
+    {
+        for (std::string parent = ParentOf(inPath); mNodes.count(parent) == 0;
+             parent = ParentOf(parent))
+            mNodes[parent].inode = ++mLastInode;
+        Node& node = mNodes[inPath];
+        node.kind = inKind;
+        node.contents = std::make_shared<std::string>(inContents);
+        node.inode = ++mLastInode;
+        return node;
+    }
+    std::vector<Platform::DirectoryEntry> ChildrenOf(const std::string& inFolder)
+    {
+        const std::string prefix = WithSlash(inFolder);
+        std::vector<Platform::DirectoryEntry> children;
+        for (auto node = mNodes.upper_bound(prefix);
+             node != mNodes.end() && node->first.compare(0, prefix.size(), prefix) == 0; ++node)
+        {
+            if (node->first.find('/', prefix.size()) == std::string::npos)
+                children.push_back({node->first.substr(prefix.size()), node->second.kind});
+        }
+        return children;
+    }
+    void EraseTree(const std::string& inPath)
+    {
+        const std::string prefix = WithSlash(inPath);
+        mNodes.erase(inPath);
+        for (auto node = mNodes.lower_bound(prefix);
+             node != mNodes.end() && node->first.compare(0, prefix.size(), prefix) == 0;)
+            node = mNodes.erase(node);
+    }
+    void MoveTree(const std::string& inFrom, const std::string& inTo)
+    {
+        const std::string prefix = WithSlash(inFrom);
+        std::map<std::string, Node> moved;
+        moved[inTo] = mNodes.at(inFrom);
+        for (auto node = mNodes.lower_bound(prefix);
+             node != mNodes.end() && node->first.compare(0, prefix.size(), prefix) == 0; ++node)
+            moved[WithSlash(inTo) + node->first.substr(prefix.size())] = node->second;
+        EraseTree(inFrom);
+        for (auto& node : moved)
+            mNodes[node.first] = node.second;
+    }
+
+    std::mutex mMutex; // guards all below
+    std::map<std::string, Node> mNodes{{"/", Node()}, {"/tmp", Node()}};
+    std::map<std::pair<FileOperation, std::string>, int> mFailures;
+    std::map<std::string, std::size_t> mVanishAfter;
+    std::map<Platform::FileHandle, OpenFile> mOpen;
+    std::vector<std::string> mDone;
+    std::size_t mMaxTransfer = std::numeric_limits<std::size_t>::max();
+    Platform::FileHandle mLastHandle = 0;
+    std::uint64_t mLastInode = 0;
+
+    Platform::ScopedFileSystem mScope{*this};
+};
+
+} // namespace Testing
