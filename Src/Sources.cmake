@@ -21,6 +21,6 @@ target_sources(RiverKit PRIVATE
   Src/FontServerState.cpp
   Src/Utils/MathConstants.cpp
   Src/LoadOrder.cpp
-  # Src/DecodeQueue.cpp
+  Src/DecodeQueue.cpp
   # Src/StillSequence.cpp
   )

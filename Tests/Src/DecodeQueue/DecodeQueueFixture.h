@@ -1,0 +1,142 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include "RiverKit/RKDecodeQueue.h"
+#include "Support/ManualExecutor.h"
+
+namespace Testing
+{
+
+// A request that does what the test tells it to, and writes down what it was asked.
+class ScriptedRequest : public RK::DecodeRequest
+{
+public:
+    std::string name;
+    std::vector<std::string>* log = nullptr;
+    int ioCost = 1;
+    int cpuCost = 1;
+    int priority = 0; // the greater goes first
+    int initiateResult = 0;
+    int processResult = 0;
+    int cancelQueuedResult = 0;
+    int cancelDuringIOResult = 0;
+    int cancelDuringCPUResult = 0;
+    int comparisons = 0;
+    std::function<void()> onInitiate; // runs before InitiateIO returns
+    std::function<void()> onProcess;
+    std::function<void()> onCancel; // runs in each of the three
+    CompletionFunction completion;  // of an I/O under way
+
+    int InitiateIO(const CompletionFunction& inCompletion) override
+    {
+        Note("initiate");
+        completion = inCompletion;
+        Run(onInitiate);
+        if (initiateResult < 0 || initiateResult == RK::kDecodeStatusNoIOPending)
+            completion.clear();
+        return initiateResult;
+    }
+    int GetIOCost() override { return ioCost; }
+    int GetCPUCost() override { return cpuCost; }
+    int ProcessCPU() override
+    {
+        Note("process");
+        Run(onProcess);
+        return processResult;
+    }
+    int CancelQueued() override { return Cancelled("cancel queued", cancelQueuedResult); }
+    int CancelDuringCPU() override { return Cancelled("cancel during CPU", cancelDuringCPUResult); }
+    int CancelDuringIO() override { return Cancelled("cancel during IO", cancelDuringIOResult); }
+    bool HasPriorityOver(const RK::DecodeRequestPtr& inOther) override
+    {
+        ++comparisons;
+        return priority > dynamic_cast<ScriptedRequest&>(*inOther).priority;
+    }
+
+    /// Ends the I/O under way, and drops the completion as a client would.
+    void Complete(int inStatus)
+    {
+        CompletionFunction once;
+        once.swap(completion);
+        once(inStatus);
+    }
+
+private:
+    static void Run(const std::function<void()>& inFunction)
+    {
+        if (inFunction)
+            inFunction();
+    }
+    int Cancelled(const char* inWhat, int inResult)
+    {
+        Note(inWhat);
+        Run(onCancel);
+        return inResult;
+    }
+    void Note(const char* inWhat)
+    {
+        if (log)
+            log->push_back(name + ": " + inWhat);
+    }
+};
+
+using ScriptedRequestPtr = boost::shared_ptr<ScriptedRequest>;
+using Log = std::vector<std::string>;
+
+// mShared turns the starting of I/O, mOwn the CPU stage.
+class DecodeQueueFixture : public ::testing::Test
+{
+protected:
+    ManualExecutorFactory mFactory;
+    qelcore::threads::ScopedExecutorFactory mScope{mFactory};
+    ManualExecutor& mShared = *mFactory.cpu;
+    boost::shared_ptr<ManualExecutor> mOwn = boost::make_shared<ManualExecutor>(8);
+    Log mLog;
+
+    RK::DecodeQueuePtr Create(int inMaxCPUCost, int inMaxIOCost, bool inUsePriority = false)
+    {
+        return RK::CreateDecodeQueue(mOwn, inMaxCPUCost, inMaxIOCost, inUsePriority);
+    }
+    ScriptedRequestPtr Request(const std::string& inName, int inIOCost = 1, int inCPUCost = 1)
+    {
+        const auto request = boost::make_shared<ScriptedRequest>();
+        request->name = inName;
+        request->log = &mLog;
+        request->ioCost = inIOCost;
+        request->cpuCost = inCPUCost;
+        return request;
+    }
+    ScriptedRequestPtr Prioritised(int inPriority)
+    {
+        const auto request = Request(std::to_string(inPriority));
+        request->priority = inPriority;
+        return request;
+    }
+    ScriptedRequestPtr WithoutIO(ScriptedRequestPtr inRequest)
+    {
+        inRequest->initiateResult = RK::kDecodeStatusNoIOPending;
+        return inRequest;
+    }
+    /// Turns both executors until nothing is due.
+    void RunAll()
+    {
+        while (mShared.RunOne() || mOwn->RunOne())
+        {
+        }
+    }
+    /// Forgets the log so far, and gives it.
+    Log TakeLog()
+    {
+        Log log;
+        log.swap(mLog);
+        return log;
+    }
+};
+
+} // namespace Testing
