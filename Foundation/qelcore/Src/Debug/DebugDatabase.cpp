@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <limits>
 #include <map>
 #include <optional>
 
@@ -46,9 +45,8 @@ struct DebugDatabase::Impl
     // Release, after the change: who sees the count, and then asks, sees the change.
     void CountChange() RK_REQUIRES(mMutex)
     {
-        const std::int32_t count = sChangeCount.load(std::memory_order_relaxed);
-        const bool atEnd = count == std::numeric_limits<std::int32_t>::max();
-        sChangeCount.store(atEnd ? 0 : count + 1, std::memory_order_release);
+        sChangeCount.store(NextChangeCount(sChangeCount.load(std::memory_order_relaxed)),
+                           std::memory_order_release);
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 namespace qelcore
 {
@@ -48,6 +49,11 @@ std::vector<std::pair<std::string, std::string>> ParseDebugSettings(std::string_
             settings.emplace_back(key, WithoutBlanks(piece.substr(equals + 1)));
     }
     return settings;
+}
+
+std::int32_t NextChangeCount(std::int32_t inCount) noexcept
+{
+    return inCount == std::numeric_limits<std::int32_t>::max() ? 0 : inCount + 1;
 }
 
 std::optional<int> ReadInt(std::string_view inText)
