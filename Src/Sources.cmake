@@ -22,5 +22,5 @@ target_sources(RiverKit PRIVATE
   Src/Utils/MathConstants.cpp
   Src/LoadOrder.cpp
   Src/DecodeQueue.cpp
-  # Src/StillSequence.cpp
+  Src/StillSequence.cpp
   )
