@@ -15,13 +15,17 @@ namespace Testing
 class ManualExecutor : public qelcore::threads::AsyncExecutor
 {
 public:
-    explicit ManualExecutor(int inParallelism = 1) : mParallelism(inParallelism) {}
+    explicit ManualExecutor(int inParallelism = 1)
+        : mParallelism(inParallelism)
+    {
+    }
 
     bool Post(const Callable& inCallable, int inDelayMilliseconds) override
     {
         if (mStopped)
             return false;
-        const std::uint64_t delay = inDelayMilliseconds > 0 ? static_cast<std::uint64_t>(inDelayMilliseconds) : 0;
+        const std::uint64_t delay =
+            inDelayMilliseconds > 0 ? static_cast<std::uint64_t>(inDelayMilliseconds) : 0;
         mJobs.emplace(std::make_pair(mNow + delay, mNextTicket++), inCallable);
         return true;
     }

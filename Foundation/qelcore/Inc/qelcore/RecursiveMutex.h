@@ -31,7 +31,8 @@ public:
     class RK_SCOPED_CAPABILITY ScopedLock
     {
     public:
-        explicit ScopedLock(RecursiveMutex& inMutex, const char* inTag = nullptr) RK_ACQUIRE(inMutex)
+        explicit ScopedLock(RecursiveMutex& inMutex, const char* inTag = nullptr)
+            RK_ACQUIRE(inMutex)
             : mMutex(inMutex)
         {
             mMutex.Lock(inTag);

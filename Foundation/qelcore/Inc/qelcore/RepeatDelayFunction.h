@@ -17,8 +17,8 @@ namespace threads
 class RK_API RepeatDelayFunction
 {
 public:
-    RepeatDelayFunction(const AsyncExecutorPtr& inExecutor, const boost::function<void()>& inCallable,
-                        int inMilliseconds);
+    RepeatDelayFunction(const AsyncExecutorPtr& inExecutor,
+                        const boost::function<void()>& inCallable, int inMilliseconds);
     ~RepeatDelayFunction();
     RepeatDelayFunction(const RepeatDelayFunction&) = delete;
     RepeatDelayFunction& operator=(const RepeatDelayFunction&) = delete;

@@ -13,9 +13,13 @@ namespace utility
 
 // A pool for the nodes of containers and other small blocks.
 //
+// Up to 512 bytes come from lists that each thread keeps for itself, in steps of 16 bytes; larger sizes
+// from operator new. A thread keeps at most 16 KiB of free blocks of one step, and gives them to the
+// other threads when it ends; memory that was once cut into small blocks stays with the pool. Under
+// the sanitizers every block comes from operator new, so that they see each.
+//
 // Threads  Any thread may allocate, and any other dispose of the block. Usable before main() and
-//          during exit: it has no constructor or destructor that anything could come too early or too
-//          late for.
+//          during exit, and from the destructors of a thread's own objects while it ends.
 // Errors   Allocate throws std::bad_alloc.
 class RK_API SmallBlockAllocator
 {
@@ -49,10 +53,15 @@ public:
     {
         if (inCount > std::numeric_limits<std::size_t>::max() / sizeof(T))
             throw std::bad_alloc();
+        if constexpr (alignof(T) > alignof(std::max_align_t))
+            return static_cast<T*>(
+                ::operator new(inCount * sizeof(T), std::align_val_t{alignof(T)}));
         return static_cast<T*>(utility::SmallBlockAllocator::Allocate(inCount * sizeof(T)));
     }
     void deallocate(T* inBlock, std::size_t inCount) noexcept
     {
+        if constexpr (alignof(T) > alignof(std::max_align_t))
+            return ::operator delete(inBlock, std::align_val_t{alignof(T)});
         utility::SmallBlockAllocator::Dispose(inBlock, inCount * sizeof(T));
     }
 
