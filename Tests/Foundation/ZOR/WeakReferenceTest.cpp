@@ -1,51 +1,18 @@
-#include "ZOR/WeakReference.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
+#include "Lamp.h"
 #include "ZOR/FileBuffer.h"
 #include "qelcore/ErrorManager.h"
 
 namespace
 {
 
-using qelcore::utility::Guid;
+using Testing::ILamp;
+using Testing::Lamp;
 using ZOR::InterfaceRef;
 using ZOR::ReferenceBrokerPtr;
-using ZOR::ZORUnknown;
-
-class ILamp : public ZORUnknown
-{
-public:
-    virtual int Glow() = 0;
-};
-const Guid& GuidOf(ILamp*)
-{
-    static constexpr Guid sGuid(2, 1);
-    return sGuid;
-}
-
-class Lamp : public ZOR::WeakCountedObject<ILamp>
-{
-public:
-    explicit Lamp(std::atomic<int>& ioDestroyed)
-        : mDestroyed(ioDestroyed)
-    {
-    }
-    ~Lamp() override
-    {
-        mGlow = 0;
-        ++mDestroyed;
-    }
-    int Glow() override { return mGlow; }
-
-private:
-    std::atomic<int>& mDestroyed;
-    int mGlow = 5;
-};
 
 class WeakReferenceTest : public testing::Test
 {
@@ -111,27 +78,6 @@ TEST_F(WeakReferenceTest, ABrokerTakesItsObjectOnceAndNeverNull)
 
     broker.SetObject(mLamp.get());
     EXPECT_THROW(broker.SetObject(mLamp.get()), qelcore::config::Error);
-}
-
-TEST(WeakReferenceStress, AStrongReferenceIsToALivingObjectOrNull)
-{
-    std::atomic<int> destroyed{0};
-    constexpr int kRounds = 2000;
-    for (int round = 0; round < kRounds; ++round)
-    {
-        InterfaceRef<ILamp> lamp(new Lamp(destroyed));
-        const ReferenceBrokerPtr broker =
-            ZOR::QueryInterface<ZOR::IWeakReferenceCapable>(lamp)->GetWeakReference();
-        std::thread other(
-            [&broker]
-            {
-                while (InterfaceRef<ILamp> strong = ZOR::LockWeakReference<ILamp>(broker))
-                    EXPECT_EQ(5, strong->Glow());
-            });
-        lamp.reset();
-        other.join();
-        EXPECT_EQ(round + 1, destroyed);
-    }
 }
 
 } // namespace

@@ -87,28 +87,4 @@ TEST_F(StillSequenceDiskTest, NamesBeyondTheBasicPlaneAndOfBytesThatAreNoTextAre
     }
 }
 
-TEST_F(StillSequenceDiskTest, AFolderOfAHundredThousandFilesIsOneSequence)
-{
-    constexpr int kFiles = 100000;
-    const int folder = open(mFolder.Path().c_str(), O_RDONLY | O_DIRECTORY);
-    ASSERT_GE(folder, 0);
-    for (int i = 0; i < kFiles; ++i)
-    {
-        char name[32];
-        std::snprintf(name, sizeof name, "frame_%06d.dpx", i + 1);
-        const int file = openat(folder, name, O_WRONLY | O_CREAT | O_EXCL, 0600);
-        ASSERT_GE(file, 0) << name;
-        close(file);
-    }
-    close(folder);
-
-    const StillSequencePtr sequence =
-        RK::CreateStillSequenceFromExampleFile(Path("frame_050000.dpx"));
-    ASSERT_TRUE(sequence);
-    EXPECT_EQ(kFiles, sequence->GetNumberOfFrames());
-    EXPECT_EQ(Path("frame_000001.dpx"), FrameOf(*sequence, 0));
-    EXPECT_EQ(Path("frame_100000.dpx"), FrameOf(*sequence, kFiles - 1));
-    EXPECT_FALSE(sequence->GetModificationState({}).IsNull());
-}
-
 } // namespace
