@@ -16,8 +16,12 @@ class TemporaryFolder
 {
 public:
     TemporaryFolder()
+        : TemporaryFolder(std::filesystem::temp_directory_path())
     {
-        std::string pattern = (std::filesystem::temp_directory_path() / "rk-test-XXXXXX").string();
+    }
+    explicit TemporaryFolder(const std::filesystem::path& inParent)
+    {
+        std::string pattern = (inParent / "rk-test-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr)
             throw std::runtime_error("no temporary folder");
         mPath = pattern;

@@ -20,15 +20,15 @@ public:
     explicit CgroupMemory(const std::string& inRoot);
     ~CgroupMemory();
 
-    /// Looks whether the process was moved to other groups, and reads all limits again. About one
-    /// microsecond a level; some tens more when it was moved.
+    /// Looks whether the process was moved to other groups, and reads all limits again. About four
+    /// microseconds a level; some tens more when it was moved.
     void Refresh();
 
     /// The least limit, as of the last Refresh(); kNoLimit if there is none.
     std::uint64_t Limit() const { return mLimit; }
 
     /// What can still be had below every limit: the limit, less what is used, plus what of it are
-    /// pages of files that were not used lately. kNoLimit if there is no limit. About two microseconds
+    /// pages of files that were not used lately. kNoLimit if there is no limit. About four microseconds
     /// for each level that has one.
     std::uint64_t Available();
 

@@ -8,11 +8,11 @@
 namespace Platform
 {
 
-// Sources, and the cost of one question on a machine of two cores:
+// Sources, and what one question costs where no group sets a limit:
 //   totals      MemTotal of /proc/meminfo, limits of the control groups, RLIMIT_AS; kept one second
-//   free        MemAvailable of /proc/meminfo (3 us), less if a control group has less (2 us a limit)
+//   free        MemAvailable of /proc/meminfo (6 us), less if a control group has less (4 us a limit)
 //   active      MemFree and Inactive(file) of /proc/meminfo, likewise limited
-//   process     /proc/self/statm (1 us): the resident pages, exact to some tens of pages a thread
+//   process     /proc/self/statm (2 us): the resident pages, exact to some tens of pages a thread
 //   compressed  VmSwap of /proc/self/status (7 us); of the system, the swap in use: what the kernel
 //               compresses in memory (zswap, zram used for swapping) takes swap slots as well
 // The sum over the address ranges of the process (smaps_rollup) would be exact, and takes 10 ms for

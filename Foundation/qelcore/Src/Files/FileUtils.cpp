@@ -76,7 +76,8 @@ void EnsureDirectoryExists(const PathSpecifier& inPath)
 {
     std::vector<PathSpecifier> missing; // the last is the highest
     int error = ENOENT;
-    for (PathSpecifier path = inPath; error == ENOENT && !path.empty(); path = ParentPath(path))
+    for (PathSpecifier path = filesupport::WithoutTrailingSlashes(inPath);
+         error == ENOENT && !path.empty(); path = ParentPath(path))
     {
         error = CheckFolder(path);
         if (error == ENOENT)
