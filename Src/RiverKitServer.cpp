@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "LoadOrder.h"
+#include "MediaManager/MediaManager.h"
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
 #include "ZOR/Impl.h"
@@ -48,7 +49,7 @@ constexpr Step kStartSteps[] = {
     {"ZOR::Foundation::Initialize", &ZOR::Foundation::Initialize},
     // ZOR::Messaging::Initialize
     // RK::FileManager::Startup
-    // RK::MediaManager::Startup
+    {"RK::MediaManager::Startup", &MediaManager::Startup},
     // RK::DirectoryChangeMonitor::Initialize
     // RK::SDKSupport::Initialize
     // installation of the file buffer factory
@@ -60,7 +61,7 @@ constexpr Step kStopSteps[] = {
     {"RemoveFileBufferFactory", &RemoveFileBufferFactory},
     // RK::VolumeUtilities::Shutdown
     // RK::DiskCacheManager::Shutdown, which is started on first use
-    // RK::MediaManager::Shutdown
+    {"RK::MediaManager::Shutdown", &MediaManager::Shutdown},
     // RK::FileManager::Shutdown
     // RK::DirectoryChangeMonitor::Terminate
     // RK::SDKSupport::Terminate

@@ -12,7 +12,7 @@ target_sources(RiverKit PRIVATE
   Src/Audio/AudioChannelType.cpp
   # Src/Linux/LinuxDirectoryChangeMonitor.cpp
   # Src/Linux/LinuxVolumeUtilities.cpp
-  # Src/MediaManager/MediaManager.cpp
+  Src/MediaManager/MediaManager.cpp
   Src/PixelAspectRatio/PixelAspectRatio.cpp
   # Src/Renderable/RenderableCutlistFactory.cpp
   # Src/SDKSupport/MoonVetch.cpp
@@ -24,3 +24,4 @@ target_sources(RiverKit PRIVATE
   Src/DecodeQueue.cpp
   Src/StillSequence.cpp
   )
+include(${CMAKE_CURRENT_LIST_DIR}/MediaManager/Sources.cmake)

@@ -24,8 +24,9 @@ using testing::IsEmpty;
 using Steps = std::vector<std::string>;
 
 // What exists so far of the promised lists.
-const Steps kStart = {"ZOR::Foundation::Initialize"};
-const Steps kStop = {"RemoveFileBufferFactory", "ZOR::Foundation::Terminate"};
+const Steps kStart = {"ZOR::Foundation::Initialize", "RK::MediaManager::Startup"};
+const Steps kStop = {"RemoveFileBufferFactory", "RK::MediaManager::Shutdown",
+                     "ZOR::Foundation::Terminate"};
 
 Steps sSeen;
 
@@ -129,7 +130,7 @@ TEST_F(InitializerTest, StopsTheFileBufferFactoryBeforeTheFoundation)
         ZOR::Foundation::SetFileBufferFactory(ZOR::IFileBufferFactoryRef(new Factory));
         TakeSeen();
     }
-    const Steps expected = {kStop[0], "factory gone", kStop[1]};
+    const Steps expected = {kStop[0], "factory gone", kStop.back()};
     EXPECT_EQ(expected, Steps({sSeen[0], sSeen[1], sSeen.back()}));
 }
 

@@ -1,0 +1,14 @@
+rk_add_tests(MediaManagerTests LABELS media-memory INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/BudgetTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/EventsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/FlushToTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/LifeTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MediaEventRingTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MediaItemTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ModelTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PurgeStepsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PurgeTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ReportTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ReserveTest.cpp)
+rk_add_tests(MediaManagerStressTests LABELS media-memory stress INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/StressTest.cpp)
