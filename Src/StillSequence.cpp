@@ -7,7 +7,6 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/functional/hash.hpp>
-#include <boost/make_shared.hpp>
 #include <boost/unordered_map.hpp>
 
 #include "ZOR/PathUtils.h"
@@ -110,6 +109,19 @@ private:
     MixHash::HashValue mValue{};
 };
 
+// The pointer destroys the object as what it was made as, so that the destructor need not be virtual.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdelete-non-virtual-dtor"
+
+template <class... Arguments>
+StillSequencePtr MakeStillSequence(const Arguments&... inArguments)
+{
+    return StillSequencePtr(new StillSequence(inArguments...),
+                            [](StillSequence* inSequence) { delete inSequence; });
+}
+
+#pragma GCC diagnostic pop
+
 } // namespace
 
 StillSequence::StillSequence() = default;
@@ -156,7 +168,7 @@ StillSequence::StillSequence(const Dir& inFolder, const std::vector<UTF16String>
 
 StillSequencePtr StillSequence::MakeDefaultStillSequencePtr()
 {
-    return boost::make_shared<StillSequence>();
+    return MakeStillSequence();
 }
 
 StillSequenceType StillSequence::GetStillSequenceType() const
@@ -454,8 +466,8 @@ StillSequencePtr CreateStillSequenceFromExampleFile(const UTF16String& inPath)
             zeroPadded = fileNumber.front() == u'0';
         }
     }
-    return boost::make_shared<StillSequence>(folder, prefix, suffix, first, last,
-                                             static_cast<int>(width), zeroPadded);
+    return MakeStillSequence(folder, prefix, suffix, first, last, static_cast<int>(width),
+                             zeroPadded);
 }
 
 } // namespace RK

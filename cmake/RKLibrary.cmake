@@ -27,7 +27,9 @@ target_include_directories(RiverKit
   PRIVATE ${PROJECT_SOURCE_DIR}/Inc ${PROJECT_SOURCE_DIR}/Foundation/Platform/Inc)
 target_compile_features(RiverKit PUBLIC cxx_std_17)
 target_link_libraries(RiverKit PUBLIC Boost::headers PRIVATE Threads::Threads $<BUILD_INTERFACE:rk_options>)
-target_link_options(RiverKit PRIVATE $<$<NOT:$<BOOL:${RK_SANITIZE}>>:-Wl,--no-undefined>)
+if(NOT RK_SANITIZE) # the runtime of a sanitizer is in the program
+  target_link_options(RiverKit PRIVATE -Wl,--no-undefined)
+endif()
 set_target_properties(RiverKit PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
