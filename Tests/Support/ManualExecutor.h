@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <utility>
 
 #include <boost/make_shared.hpp>
@@ -11,7 +12,8 @@
 namespace Testing
 {
 
-// An executor that runs nothing by itself. Single-threaded. Its own clock moves only by Advance().
+// An executor that runs nothing by itself. Its own clock moves only by Advance(). Any thread may post;
+// one turns. What a job raises goes to whoever turns, so that a test sees it.
 class ManualExecutor : public qelcore::threads::AsyncExecutor
 {
 public:
@@ -22,6 +24,7 @@ public:
 
     bool Post(const Callable& inCallable, int inDelayMilliseconds) override
     {
+        const std::lock_guard<std::mutex> lock(mMutex);
         if (mStopped)
             return false;
         const std::uint64_t delay =
@@ -32,21 +35,36 @@ public:
     int GetParallelism() override { return mParallelism; }
     void Stop() override
     {
+        Jobs dropped; // its callables end after the lock
+        const std::lock_guard<std::mutex> lock(mMutex);
         mStopped = true;
-        mJobs.erase(mJobs.upper_bound(std::make_pair(mNow, ~std::uint64_t{0})), mJobs.end());
+        while (!mJobs.empty() && mJobs.rbegin()->first.first > mNow)
+            dropped.insert(mJobs.extract(std::prev(mJobs.end())));
     }
-    bool IsStopped() override { return mStopped; }
-    int GetPendingCount() override { return static_cast<int>(mJobs.size()); }
+    bool IsStopped() override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mStopped;
+    }
+    int GetPendingCount() override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return static_cast<int>(mJobs.size());
+    }
     void Flush() override { RunQueued(); }
 
     /// Runs the oldest due job. @return false if none is due.
     bool RunOne()
     {
-        if (mJobs.empty() || mJobs.begin()->first.first > mNow)
-            return false;
-        const Callable job = mJobs.begin()->second;
-        mJobs.erase(mJobs.begin());
-        ++mRunCount;
+        Callable job;
+        {
+            const std::lock_guard<std::mutex> lock(mMutex);
+            if (mJobs.empty() || mJobs.begin()->first.first > mNow)
+                return false;
+            job.swap(mJobs.begin()->second);
+            mJobs.erase(mJobs.begin());
+            ++mRunCount;
+        }
         job();
         return true;
     }
@@ -61,32 +79,51 @@ public:
     /// Moves the clock on, running each job at its time.
     std::size_t Advance(std::uint64_t inMilliseconds)
     {
-        const std::uint64_t end = mNow + inMilliseconds;
+        const std::uint64_t end = Now() + inMilliseconds;
         std::size_t count = RunQueued();
-        while (!mJobs.empty() && mJobs.begin()->first.first <= end)
-        {
-            mNow = mJobs.begin()->first.first;
+        while (StepTo(end))
             count += RunQueued();
-        }
-        mNow = end;
         return count;
     }
     std::size_t DueCount() const
     {
+        const std::lock_guard<std::mutex> lock(mMutex);
         std::size_t count = 0;
         for (const auto& job : mJobs)
             count += job.first.first <= mNow ? 1 : 0;
         return count;
     }
-    std::size_t RunCount() const { return mRunCount; }
+    std::size_t RunCount() const
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mRunCount;
+    }
+    /// Milliseconds by its own clock, which begins at 0.
+    std::uint64_t Now() const
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mNow;
+    }
 
 private:
+    using Jobs = std::map<std::pair<std::uint64_t, std::uint64_t>, Callable>; // by time and ticket
+
+    /// Moves the clock to the next job, or to the end. @return whether there is a job to run.
+    bool StepTo(std::uint64_t inEnd)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const bool found = !mJobs.empty() && mJobs.begin()->first.first <= inEnd;
+        mNow = found ? mJobs.begin()->first.first : inEnd;
+        return found;
+    }
+
     const int mParallelism;
+    mutable std::mutex mMutex;
     bool mStopped = false;
     std::uint64_t mNow = 0; // milliseconds
     std::uint64_t mNextTicket = 0;
     std::size_t mRunCount = 0;
-    std::map<std::pair<std::uint64_t, std::uint64_t>, Callable> mJobs;
+    Jobs mJobs;
 };
 
 /// Gives ManualExecutors wherever a pool is asked for.

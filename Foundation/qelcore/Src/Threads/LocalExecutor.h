@@ -26,6 +26,8 @@ public:
     /// @return whether the calling thread is within a job of this executor or of one that it is a view on.
     virtual bool CallerIsWithin() const = 0;
     virtual FlushStyle StyleOfFlush() const = 0;
+    /// Flush() without regard to views: what a view drives its parent with.
+    virtual void FlushOwnJobs() = 0;
     /// Makes Flush() of this executor wait for the view's work as well.
     virtual void AddView(const std::weak_ptr<ViewState>& inView) = 0;
 };

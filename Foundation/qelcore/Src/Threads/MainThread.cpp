@@ -96,11 +96,18 @@ public:
         if (ExecutorFrame::IsInside(this))
             return;
         const ViewList::Progress views = mViews.Snapshot();
+        FlushOwnJobs();
+        ViewList::WaitFor(views);
+    }
+
+    void FlushOwnJobs() override RK_EXCLUDES(mMutex)
+    {
+        if (ExecutorFrame::IsInside(this))
+            return;
         if (IsRegistered())
             RunDue();
         else
             WaitWhileDriven();
-        ViewList::WaitFor(views);
     }
 
     bool CallerIsWithin() const override { return ExecutorFrame::IsInside(this); }

@@ -165,17 +165,22 @@ void PoolState::Flush()
     if (ExecutorFrame::IsInside(this))
         return;
     const ViewList::Progress views = mViews.Snapshot();
-    {
-        Lock lock(mMutex);
-        PromoteDue();
-        mWork.NotifyAll();
-        const Ticket end = mNextTicket;
-        ++mFlushing;
-        while (!HasRunUpTo(end))
-            mJobDone.Wait(mMutex);
-        --mFlushing;
-    }
+    FlushOwnJobs();
     ViewList::WaitFor(views);
+}
+
+void PoolState::FlushOwnJobs()
+{
+    if (ExecutorFrame::IsInside(this))
+        return;
+    Lock lock(mMutex);
+    PromoteDue();
+    mWork.NotifyAll();
+    const Ticket end = mNextTicket;
+    ++mFlushing;
+    while (!HasRunUpTo(end))
+        mJobDone.Wait(mMutex);
+    --mFlushing;
 }
 
 void PoolState::End()
@@ -280,6 +285,11 @@ bool Pool::CallerIsWithin() const
 FlushStyle Pool::StyleOfFlush() const
 {
     return FlushStyle::kWait;
+}
+
+void Pool::FlushOwnJobs()
+{
+    mState->FlushOwnJobs();
 }
 
 void Pool::AddView(const std::weak_ptr<ViewState>& inView)

@@ -29,6 +29,7 @@ public:
     bool IsStopped() RK_EXCLUDES(mMutex);
     int GetPendingCount() RK_EXCLUDES(mMutex);
     void Flush() RK_EXCLUDES(mMutex);
+    void FlushOwnJobs() RK_EXCLUDES(mMutex);
     int ThreadLimit() const { return mThreadLimit; }
     /// Stops, and waits until the threads have run what is due and have ended; called on one of them,
     /// lets them go instead.
@@ -94,6 +95,7 @@ public:
 
     bool CallerIsWithin() const override;
     FlushStyle StyleOfFlush() const override;
+    void FlushOwnJobs() override;
     void AddView(const std::weak_ptr<ViewState>& inView) override;
 
 private:

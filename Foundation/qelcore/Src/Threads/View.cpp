@@ -321,7 +321,7 @@ void ViewState::DriveParentUpTo(Ticket inEnd)
                 return;
             done = mDoneCount;
         }
-        mParent->Flush();
+        mLocalParent != nullptr ? mLocalParent->FlushOwnJobs() : mParent->Flush();
     }
 }
 
@@ -360,8 +360,14 @@ void ViewState::Flush()
     if (ExecutorFrame::IsInside(this))
         return;
     const ViewList::Progress views = mViews.Snapshot();
-    WaitUpTo(DueEnd());
+    FlushOwnJobs();
     ViewList::WaitFor(views);
+}
+
+void ViewState::FlushOwnJobs()
+{
+    if (!ExecutorFrame::IsInside(this))
+        WaitUpTo(DueEnd());
 }
 
 void ViewState::Stop()
@@ -450,6 +456,11 @@ bool View::CallerIsWithin() const
 FlushStyle View::StyleOfFlush() const
 {
     return mState->StyleOfFlush();
+}
+
+void View::FlushOwnJobs()
+{
+    mState->FlushOwnJobs();
 }
 
 void View::AddView(const std::weak_ptr<ViewState>& inView)

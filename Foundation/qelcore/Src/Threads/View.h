@@ -33,6 +33,7 @@ public:
     bool IsStopped() RK_EXCLUDES(mMutex);
     int GetPendingCount() RK_EXCLUDES(mMutex);
     void Flush() RK_EXCLUDES(mMutex);
+    void FlushOwnJobs() RK_EXCLUDES(mMutex);
     bool CallerIsWithin() const;
     FlushStyle StyleOfFlush() const;
 
@@ -112,6 +113,7 @@ public:
 
     bool CallerIsWithin() const override;
     FlushStyle StyleOfFlush() const override;
+    void FlushOwnJobs() override;
     void AddView(const std::weak_ptr<ViewState>& inView) override;
 
 private:

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Tests/Support/FakeClock.h"
+#include "Support/FakeClock.h"
 
 namespace
 {
