@@ -30,7 +30,7 @@ extern "C"
 /* Longest side and most pixels of an image that is decoded. What says that it is larger is refused
 ** before anything of that size is allocated. */
 #define RK_IMAGE_MAX_SIDE 32768
-#define RK_IMAGE_MAX_PIXELS (128 * 1024 * 1024)
+#define RK_IMAGE_MAX_PIXELS 134217728 /* 128 Mi */
 
     typedef int32_t RKImageStatus; /* negative for failure */
     enum

@@ -113,7 +113,9 @@ TEST_P(EachSample, IsAnErrorOrTheWholeImageWhereverItWasCutShort)
     const Decoded good = Decode(whole);
     ASSERT_EQ(kRKImageStatus_OK, good.mStatus) << good.mError;
 
-    for (std::size_t size = 0; size < whole.size(); ++size)
+    // Everywhere in the headers and near the end, and at many places of the pixels between.
+    const std::size_t end = whole.size() - 64;
+    for (std::size_t size = 0; size < whole.size(); size += size < 600 || size >= end ? 1 : 13)
     {
         const Decoded cut = Decode(whole.data(), size);
         if (cut.mStatus == kRKImageStatus_OK)
@@ -134,7 +136,7 @@ TEST_P(EachSample, SurvivesBytesChangedAtRandom)
     const Bytes whole = TestFile(GetParam().mFile);
     std::mt19937 random(20);
     int refused = 0;
-    for (int round = 0; round < 1500; ++round)
+    for (int round = 0; round < 600; ++round)
     {
         Bytes damaged = whole;
         for (unsigned i = 0; i < 1 + round % 8u; ++i)

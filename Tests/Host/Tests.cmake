@@ -1,9 +1,18 @@
-if(TARGET ImageImporter)
+if(TARGET rkhost)
   set(here ${CMAKE_CURRENT_LIST_DIR})
   rk_add_tests(ImageImporterTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/ImageImporterTest.cpp)
-  add_dependencies(ImageImporterTests ImageImporter)
-  target_include_directories(ImageImporterTests PRIVATE ${PROJECT_SOURCE_DIR}/Host)
-  target_compile_definitions(ImageImporterTests PRIVATE
-    RKHOST_TEST_DATA="${here}/Data" RKHOST_TEST_IMPORTER="$<TARGET_FILE:ImageImporter>")
+  rk_add_tests(HostPartsTests LABELS host LIBRARIES rkhost_parts ${CMAKE_DL_LIBS}
+    SOURCES ${here}/ChecksumTest.cpp ${here}/OptionsTest.cpp ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp)
+  rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
+    SOURCES ${here}/RkhostTest.cpp ${here}/DemoScriptTest.cpp)
+  foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
+    add_dependencies(${tests} rkhost ImageImporter)
+    target_include_directories(${tests} PRIVATE ${PROJECT_SOURCE_DIR}/Host)
+    target_compile_definitions(${tests} PRIVATE
+      RKHOST_TEST_DATA="${here}/Data"
+      RKHOST_TEST_IMPORTER="$<TARGET_FILE:ImageImporter>"
+      RKHOST_TEST_DEMO="${PROJECT_SOURCE_DIR}/Host/demo.sh"
+      RKHOST_TEST_PROGRAM="$<TARGET_FILE:rkhost>")
+  endforeach()
 endif()

@@ -9,6 +9,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "Container.h"
 #include "Decoder.h"
@@ -74,6 +75,47 @@ bool IsPicture(std::uint32_t inWidth, std::uint32_t inHeight, std::uint32_t inRo
            std::uint64_t{inWidth} * inHeight <= RK_IMAGE_MAX_PIXELS && inRowBytes / 4 >= inWidth;
 }
 
+void Decode(const std::uint8_t* inData, std::uint64_t inSize, RKImage** outImage,
+            RKImageInfo* outInfo)
+{
+    RequireArgument(outImage != nullptr && outInfo != nullptr &&
+                    (inData != nullptr || inSize == 0));
+    const RKHost::Container container = RKHost::RecognizeContainer(inData, inSize);
+    RKHost::RequireCompleteContainer(container, inData, inSize);
+    RKHost::FramePtr frame =
+        RKHost::ToHostLayout(RKHost::DecodeWholeFile(container, inData, inSize));
+    const RKImageInfo info = RKHost::DescribeFrame(*frame, container.mName);
+    RKHost::RequireValidInfo(info);
+    *outImage = new RKImage{std::move(frame)};
+    *outInfo = info;
+}
+
+void Copy(const RKImage* inImage, void* outBlock, std::uint64_t inSize)
+{
+    RequireArgument(inImage != nullptr && outBlock != nullptr);
+    RKHost::CopyFrame(*inImage->mFrame, outBlock, inSize);
+}
+
+void Scale(const RKImageInfo* inInfo, const void* inBlock, std::uint8_t* outPixels,
+           std::uint32_t inWidth, std::uint32_t inHeight, std::uint32_t inRowBytes)
+{
+    RequireArgument(inInfo != nullptr && inBlock != nullptr && outPixels != nullptr &&
+                    IsPicture(inWidth, inHeight, inRowBytes));
+    RKHost::ScaleBlock(*inInfo, inBlock, outPixels, inWidth, inHeight, inRowBytes);
+}
+
+void Encode(const std::uint8_t* inPixels, std::uint32_t inWidth, std::uint32_t inHeight,
+            std::uint32_t inRowBytes, RKImageBytes* outBytes)
+{
+    RequireArgument(inPixels != nullptr && outBytes != nullptr &&
+                    IsPicture(inWidth, inHeight, inRowBytes));
+    const RKHost::PacketPtr packet = RKHost::EncodePng(inPixels, inWidth, inHeight, inRowBytes);
+    const auto size = static_cast<std::size_t>(packet->size);
+    outBytes->mData = new std::uint8_t[size];
+    outBytes->mSize = size;
+    std::memcpy(outBytes->mData, packet->data, size);
+}
+
 RKImageStatus DecodeImage(const std::uint8_t* inData, std::uint64_t inSize, RKImage** outImage,
                           RKImageInfo* outInfo, RKImageError* outError) noexcept
 {
@@ -81,32 +123,13 @@ RKImageStatus DecodeImage(const std::uint8_t* inData, std::uint64_t inSize, RKIm
         *outImage = nullptr;
     if (outInfo != nullptr)
         *outInfo = RKImageInfo{};
-    return AtBorder(outError,
-                    [&]
-                    {
-                        RequireArgument(outImage != nullptr && outInfo != nullptr &&
-                                        (inData != nullptr || inSize == 0));
-                        const RKHost::Container container =
-                            RKHost::RecognizeContainer(inData, inSize);
-                        RKHost::RequireCompleteContainer(container, inData, inSize);
-                        RKHost::FramePtr frame = RKHost::ToHostLayout(
-                            RKHost::DecodeWholeFile(container, inData, inSize));
-                        const RKImageInfo info = RKHost::DescribeFrame(*frame, container.mName);
-                        RKHost::RequireValidInfo(info);
-                        *outImage = new RKImage{std::move(frame)};
-                        *outInfo = info;
-                    });
+    return AtBorder(outError, [&] { Decode(inData, inSize, outImage, outInfo); });
 }
 
 RKImageStatus CopyPixels(const RKImage* inImage, void* outBlock, std::uint64_t inSize,
                          RKImageError* outError) noexcept
 {
-    return AtBorder(outError,
-                    [&]
-                    {
-                        RequireArgument(inImage != nullptr && outBlock != nullptr);
-                        RKHost::CopyFrame(*inImage->mFrame, outBlock, inSize);
-                    });
+    return AtBorder(outError, [&] { Copy(inImage, outBlock, inSize); });
 }
 
 void ReleaseImage(RKImage* inImage) noexcept
@@ -118,14 +141,8 @@ RKImageStatus ScaleToBGRA(const RKImageInfo* inInfo, const void* inBlock, std::u
                           std::uint32_t inWidth, std::uint32_t inHeight, std::uint32_t inRowBytes,
                           RKImageError* outError) noexcept
 {
-    return AtBorder(
-        outError,
-        [&]
-        {
-            RequireArgument(inInfo != nullptr && inBlock != nullptr && outPixels != nullptr &&
-                            IsPicture(inWidth, inHeight, inRowBytes));
-            RKHost::ScaleBlock(*inInfo, inBlock, outPixels, inWidth, inHeight, inRowBytes);
-        });
+    return AtBorder(outError,
+                    [&] { Scale(inInfo, inBlock, outPixels, inWidth, inHeight, inRowBytes); });
 }
 
 RKImageStatus EncodePNG(const std::uint8_t* inPixels, std::uint32_t inWidth, std::uint32_t inHeight,
@@ -134,18 +151,7 @@ RKImageStatus EncodePNG(const std::uint8_t* inPixels, std::uint32_t inWidth, std
 {
     if (outBytes != nullptr)
         *outBytes = RKImageBytes{};
-    return AtBorder(outError,
-                    [&]
-                    {
-                        RequireArgument(inPixels != nullptr && outBytes != nullptr &&
-                                        IsPicture(inWidth, inHeight, inRowBytes));
-                        const RKHost::PacketPtr packet =
-                            RKHost::EncodePng(inPixels, inWidth, inHeight, inRowBytes);
-                        const auto size = static_cast<std::uint64_t>(packet->size);
-                        outBytes->mData = new std::uint8_t[size];
-                        outBytes->mSize = size;
-                        std::memcpy(outBytes->mData, packet->data, size);
-                    });
+    return AtBorder(outError, [&] { Encode(inPixels, inWidth, inHeight, inRowBytes, outBytes); });
 }
 
 void ReleaseBytes(RKImageBytes* ioBytes) noexcept

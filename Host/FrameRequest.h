@@ -1,0 +1,64 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/function.hpp>
+
+#include <RiverKit/RKDecodeQueue.h>
+
+#include "FrameCache.h"
+#include "ImporterModule.h"
+
+namespace RKHost
+{
+
+/// How the decoding of a frame ended.
+struct FrameResult
+{
+    Frame mFrame;       ///< without pixels after a failure
+    std::string mError; ///< empty after success
+    bool mCancelled = false;
+};
+
+// One frame's way through a decode queue: its file is read on the shared executor for I/O, and then
+// decoded into the cache.
+//
+// The result is delivered exactly once, on any thread, whichever way the frame leaves the queue: the
+// queue itself tells nobody of a failure.
+class FrameRequest : public RK::DecodeRequest, public boost::enable_shared_from_this<FrameRequest>
+{
+public:
+    using Deliver = boost::function<void(const FrameResult&)>;
+
+    /// inCache and inImporter are borrowed until the result has been delivered.
+    FrameRequest(const std::string& inPath, const FrameCache::Key& inKey, FrameCache& inCache,
+                 const ImporterModule& inImporter, const Deliver& inDeliver);
+
+    int InitiateIO(const CompletionFunction& inCompletion) override;
+    int GetIOCost() override { return 1; }
+    int GetCPUCost() override { return 1; }
+    int ProcessCPU() override;
+    int CancelQueued() override;
+    int CancelDuringCPU() override;
+    int CancelDuringIO() override;
+    bool HasPriorityOver(const RK::DecodeRequestPtr&) override { return false; }
+
+private:
+    int Read();
+    int DeliverFailure(const std::string& inError);
+    int DeliverCancelled();
+
+    const std::string mPath;
+    const FrameCache::Key mKey;
+    FrameCache& mCache;
+    const ImporterModule& mImporter;
+    Deliver mDeliver;
+    std::atomic<bool> mCancelled{false};
+
+    /// Written by the I/O stage, then read by the CPU stage; the queue lies between them.
+    qelcore::utility::RecycledMemoryPtr mFile;
+};
+
+} // namespace RKHost

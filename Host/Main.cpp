@@ -1,0 +1,86 @@
+// rkhost: plays sequences of stills through the whole of RiverKit. Start reading at PlayCommand.cpp,
+// then Player.cpp.
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <RiverKit/RKInitializer.h>
+
+#include "ConsoleCommand.h"
+#include "EventLoop.h"
+#include "HostError.h"
+#include "InfoCommand.h"
+#include "Options.h"
+#include "PlayCommand.h"
+#include "Player.h"
+
+namespace
+{
+
+using namespace RKHost;
+
+ExitCode RunWithLibrary(const Options& inOptions)
+{
+    if (inOptions.mWord == Word::kConsole)
+    {
+        // The console leaves Ctrl-C as it is: it may wait for input, and has nothing to tidy up.
+        const RK::Initializer library;
+        return RunConsole(inOptions);
+    }
+    EventLoop loop;
+    const RK::Initializer library;
+    return inOptions.mWord == Word::kPlay ? RunPlay(inOptions, loop) : RunInfo();
+}
+
+ExitCode Run(const Options& inOptions)
+{
+    switch (inOptions.mWord)
+    {
+    case Word::kHelp:
+        std::fputs(HelpText(), stdout);
+        return kExit_OK;
+    case Word::kVersion:
+        std::printf("rkhost %s\n", RKHOST_VERSION);
+        return kExit_OK;
+    default:
+        return RunWithLibrary(inOptions);
+    }
+}
+
+// What could not be written was not told, so it is a failure too.
+ExitCode CheckOutput(ExitCode inCode)
+{
+    std::cout.flush();
+    const bool written = std::cout.good() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!written)
+        std::cerr << "rkhost: standard output cannot be written\n";
+    return written || inCode != kExit_OK ? inCode : kExit_Failure;
+}
+
+} // namespace
+
+int main(int inCount, char** inArguments)
+{
+    try
+    {
+        const std::vector<std::string> arguments(inArguments + 1, inArguments + inCount);
+        return CheckOutput(Run(ParseOptions(arguments)));
+    }
+    catch (const Interrupted&)
+    {
+        std::cerr << "rkhost: interrupted\n";
+        return kExit_Interrupted;
+    }
+    catch (const HostError& error)
+    {
+        std::cerr << "rkhost: " << error.what() << "\n";
+        return error.Code();
+    }
+    catch (const std::exception& error)
+    {
+        std::cerr << "rkhost: " << error.what() << "\n";
+        return kExit_Failure;
+    }
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <RiverKit/RKDecodeQueue.h>
+
+#include "EventLoop.h"
+#include "FrameCache.h"
+#include "FrameRequest.h"
+#include "ImporterModule.h"
+#include "Sequence.h"
+
+namespace RKHost
+{
+
+/// Who looks at the frames of a pass, on the main thread and in their order.
+class IAudience
+{
+public:
+    virtual ~IAudience() = default;
+    /// @param inFrame  the number of the frame in the sequence, from 0.
+    /// @param inHit  it came from the cache.
+    virtual void OnFrame(int inFrame, const Frame& inPicture, bool inHit) = 0;
+    virtual void OnFailure(int inFrame, const std::string& inError) = 0;
+};
+
+/// Thrown out of Player::Play after SIGINT or SIGTERM, once nothing is under way any more.
+struct Interrupted
+{
+};
+
+// Plays frames as an application would: in order, with some frames asked for ahead of the one that is
+// shown. Each frame is looked for in the cache, and a miss goes through the decode queue.
+//
+// Threads  The main thread only, which the player keeps running meanwhile.
+class Player
+{
+public:
+    /// All are borrowed for the player's life.
+    Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache,
+           const ImporterModule& inImporter, EventLoop& inLoop);
+    ~Player();
+
+    /// @throw Interrupted; and what the audience throws, once nothing is under way any more.
+    void Play(const std::vector<int>& inFrames, IAudience& ioAudience);
+
+private:
+    // A frame that was asked for and not yet shown.
+    struct Seat
+    {
+        bool mReady = false;
+        bool mHit = false;
+        FrameResult mResult;
+    };
+
+    void Ask(int inFrame, Seat& outSeat);
+    void Await(const Seat& inSeat);
+    void Show(int inFrame, Seat& ioSeat, IAudience& ioAudience);
+    void Deliver(int inFrame, Seat* outSeat, const FrameResult& inResult);
+    void CancelAll();
+
+    const Sequence& mSequence;
+    FrameCache& mCache;
+    const ImporterModule& mImporter;
+    EventLoop& mLoop;
+    RK::DecodeQueuePtr mQueue;
+    std::vector<FrameCache::Key> mKeys; ///< by frame
+    std::vector<RKImageInfo> mInfos;    ///< by frame; layout none as long as it was not decoded
+    std::vector<Seat> mSeats;           ///< a ring, by position in the pass
+    int mUnderWay = 0;                  ///< requests that have not delivered
+};
+
+} // namespace RKHost
