@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <utility>
 
+#include "Commands/StressMediaVector.h"
 #include "LoadOrder.h"
 #include "MediaManager/MediaManager.h"
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
 #include "ZOR/Impl.h"
+#include "qelcore/Console.h"
 #include "qelcore/RecursiveMutex.h"
 
 RK_RECORD_SET_UP("Src/RiverKitServer");
@@ -43,6 +45,14 @@ void RemoveFileBufferFactory()
     ZOR::Foundation::SetFileBufferFactory(nullptr);
 }
 
+void RegisterStressMediaVector()
+{
+    using Command = Commands::StressMediaVector;
+    qelcore::console::CommandRegistry::RegisterCommand(
+        Command::kName, Command::kDescription,
+        &qelcore::console::CommandRegistrar<Command>::CreateCommand);
+}
+
 // Both orders are contract, and neither is the mirror of the other. What is still to come has its
 // place marked by a comment.
 constexpr Step kStartSteps[] = {
@@ -54,7 +64,7 @@ constexpr Step kStartSteps[] = {
     // RK::SDKSupport::Initialize
     // installation of the file buffer factory
     // RK::VolumeUtilities::Startup
-    // registration of the console command RK::Commands::StressMediaVector
+    {"RegisterStressMediaVector", &RegisterStressMediaVector},
 };
 
 constexpr Step kStopSteps[] = {

@@ -16,7 +16,7 @@ target_sources(RiverKit PRIVATE
   Src/PixelAspectRatio/PixelAspectRatio.cpp
   # Src/Renderable/RenderableCutlistFactory.cpp
   # Src/SDKSupport/MoonVetch.cpp
-  # Src/Commands/StressMediaVector.cpp
+  Src/Commands/StressMediaVector.cpp
   # No set-up of their own, so in any order:
   Src/FontServerState.cpp
   Src/Utils/MathConstants.cpp

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <atomic>
+#include <functional>
 #include <mutex>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,9 +19,10 @@ class FakeMediaManager : public ZOR::CountedObject<RK::IMediaManager>
 {
 public:
     std::vector<std::string> log;
-    std::recursive_mutex mutex; // the manager's lock
-    RK::IMediaMapRef lastMap;   // of AddMedia
-    bool requireSize = true;    // AddMedia of 0 bytes throws
+    std::recursive_mutex mutex;   // the manager's lock
+    RK::IMediaMapRef lastMap;     // of AddMedia
+    bool requireSize = true;      // AddMedia of 0 bytes throws
+    std::function<void()> onCall; // runs in AddMedia, TouchMedia and RemoveMedia
 
     struct ZeroSize
     {
@@ -32,11 +34,13 @@ public:
     {
         if (requireSize && inSize == 0)
             throw ZeroSize();
+        {
+            const std::lock_guard<std::mutex> lock(mLogMutex);
+            lastMap = inSourceMapRef;
+        }
         Note("add " + std::to_string(inID) + " size " + std::to_string(inSize) + " priority " +
              std::to_string(inPriority) + " handles " + std::to_string(inHandleCount) + " map " +
              std::to_string(inSourceMapRef->GetUniqueID().Low()));
-        const std::lock_guard<std::mutex> lock(mLogMutex);
-        lastMap = inSourceMapRef;
     }
     void TouchMedia(RK::MediaID inID, qelcore::utility::Guid inMapID) override
     {
@@ -78,14 +82,16 @@ public:
 private:
     void Note(std::string inLine)
     {
-        const std::lock_guard<std::mutex> lock(mLogMutex);
-        log.push_back(std::move(inLine));
+        {
+            const std::lock_guard<std::mutex> lock(mLogMutex);
+            log.push_back(std::move(inLine));
+        }
+        if (onCall)
+            onCall();
     }
 
-    std::int64_t mMaps = 0;
+    std::atomic<std::int64_t> mMaps{0};
     std::mutex mLogMutex;
 };
-
-using Log = std::vector<std::string>;
 
 } // namespace Testing

@@ -24,7 +24,8 @@ using testing::IsEmpty;
 using Steps = std::vector<std::string>;
 
 // What exists so far of the promised lists.
-const Steps kStart = {"ZOR::Foundation::Initialize", "RK::MediaManager::Startup"};
+const Steps kStart = {"ZOR::Foundation::Initialize", "RK::MediaManager::Startup",
+                      "RegisterStressMediaVector"};
 const Steps kStop = {"RemoveFileBufferFactory", "RK::MediaManager::Shutdown",
                      "ZOR::Foundation::Terminate"};
 
