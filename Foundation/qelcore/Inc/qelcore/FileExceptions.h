@@ -20,7 +20,7 @@ public:
 
     /// The file or folder that something was tried with.
     const UTF16String& FullPath() const noexcept { return *mPath; }
-    /// What went wrong, as one of the numbers of <cerrno>. what() has its text and the path.
+    /// What went wrong, as one of the numbers of errno. what() has its text and the path.
     int ErrorNumber() const noexcept { return mErrorNumber; }
 
 protected:
