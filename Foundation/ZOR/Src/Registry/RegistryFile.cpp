@@ -304,6 +304,9 @@ bool RegistryFile::Remove(const std::string& inSection, const std::string& inNam
 std::string RegistryFile::Text() const
 {
     std::string text;
+    // The reader takes one byte order mark away: one that belongs to the first line needs its own.
+    if (!mLines.empty() && mLines.front().raw.rfind(kByteOrderMark, 0) == 0)
+        text = kByteOrderMark;
     for (const Line& line : mLines)
         text += line.raw + '\n';
     return text;

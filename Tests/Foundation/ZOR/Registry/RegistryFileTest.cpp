@@ -175,6 +175,14 @@ TEST(RegistryFile, AValueOfTheApplicationIsPutBeforeTheFirstSection)
     EXPECT_EQ("B = 2\n[S]\nA = 1\n", file.Text());
 }
 
+TEST(RegistryFile, ALineThatBecomesTheFirstKeepsItsByteOrderMark)
+{
+    RegistryFile file = RegistryFile::Parse("A = 1\n\xEF\xBB\xBF"
+                                            "A = 2\n");
+    file.Remove("", "A");
+    EXPECT_EQ(kMissing, Number(RegistryFile::Parse(file.Text()), "A"));
+}
+
 TEST(RegistryFile, ARemovedValueIsGoneInEachOfItsLines)
 {
     RegistryFile file = RegistryFile::Parse("A = 1\nB = 2\nA = 3\n");
