@@ -183,7 +183,8 @@ RegistryFile RegistryFile::Parse(std::string_view inBytes)
         }
         std::string_view line = inBytes.substr(0, end);
         inBytes.remove_prefix(end + 1);
-        if (!line.empty() && line.back() == '\r')
+        while (!line.empty() &&
+               line.back() == '\r') // more than one reads the same once written back
             line.remove_suffix(1);
         if (const char* const problem = file.Take(line, section))
             file.AddProblem(number, problem);

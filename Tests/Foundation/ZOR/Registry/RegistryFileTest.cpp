@@ -183,6 +183,13 @@ TEST(RegistryFile, ALineThatBecomesTheFirstKeepsItsByteOrderMark)
     EXPECT_EQ(kMissing, Number(RegistryFile::Parse(file.Text()), "A"));
 }
 
+TEST(RegistryFile, CarriageReturnsAtALinesEndReadTheSameOnceWrittenBack)
+{
+    const RegistryFile file = RegistryFile::Parse("\r\r\nA = 1\r\r\r\n");
+    EXPECT_EQ("\nA = 1\n", file.Text());
+    EXPECT_EQ(1u, Number(file, "A"));
+}
+
 TEST(RegistryFile, ARemovedValueIsGoneInEachOfItsLines)
 {
     RegistryFile file = RegistryFile::Parse("A = 1\nB = 2\nA = 3\n");
