@@ -55,7 +55,9 @@ int CollectFolders(IFileSystem& inFileSystem, const std::string& inTop,
     for (std::size_t i = 0; i < outFolders.size(); ++i)
     {
         const std::string folder = outFolders[i]; // a copy: the vector grows
-        if (const int error = ListFoldersAlone(inFileSystem, folder, outFolders))
+        const int error = ListFoldersAlone(inFileSystem, folder, outFolders);
+        const bool removedMeanwhile = error == ENOENT && i > 0;
+        if (error != 0 && !removedMeanwhile)
             return error;
     }
     return 0;

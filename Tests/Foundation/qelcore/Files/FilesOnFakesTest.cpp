@@ -109,9 +109,10 @@ TEST_F(FilesOnFakes, ARemovalThatFailsMidwayPutsTheFoldersBack)
 
 TEST_F(FilesOnFakes, AFolderThatSomebodyElseRemovedMeanwhileIsNoFailure)
 {
-    mFiles.AddDirectory("/d/a");
-    mFiles.Fail(FileOperation::kRemoveDirectory, "/d/a", ENOENT);
-    mFiles.VanishAfter("/d/a", 0);
+    mFiles.AddDirectory("/d/early");
+    mFiles.AddDirectory("/d/late");
+    mFiles.VanishAfter("/d/late", 0); // as it is listed: it is found gone when it is to be removed
+    mFiles.Fail(FileOperation::kList, "/d/early", ENOENT); // gone before it could be listed
 
     EXPECT_NO_THROW(Dir(u"/d").Delete());
     EXPECT_FALSE(mFiles.Has("/d"));
