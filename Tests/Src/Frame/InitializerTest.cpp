@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
@@ -11,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "MediaManager/MediaManager.h"
 #include "RiverKitServer.h"
 #include "ZOR/CountedObject.h"
 #include "ZOR/Foundation.h"
@@ -175,22 +177,27 @@ void StartWithAFailingStep(const std::string& inFailing)
     REQUIRE_OR_EXIT(thrown);
 }
 
-void FailToStartAndTryAgain()
+void FailToStartAndTryAgain(std::size_t inFailing)
 {
-    StartWithAFailingStep(kStart.back());
+    StartWithAFailingStep(kStart[inFailing]);
     // The steps before ran, and none of the stop steps.
-    REQUIRE_OR_EXIT(sSeen == kStart);
+    REQUIRE_OR_EXIT(sSeen == Steps(kStart.begin(), kStart.begin() + inFailing + 1));
+    const bool managerStarted = inFailing > 1;
+    REQUIRE_OR_EXIT(static_cast<bool>(RK::MediaManager::Running()) == managerStarted);
     sSeen.clear();
 
     // On another thread: the mutex must be free.
     std::thread([] { RK::Initializer again; }).join();
     REQUIRE_OR_EXIT(sSeen.empty());
+    REQUIRE_OR_EXIT(static_cast<bool>(RK::MediaManager::Running()) == managerStarted);
     std::_Exit(0);
 }
 
 TEST_F(InitializerDeathTest, AStartStepThatThrowsIsNeitherUndoneNorTriedAgainAndReleasesTheMutex)
 {
-    EXPECT_EXIT(FailToStartAndTryAgain(), testing::ExitedWithCode(0), "");
+    ASSERT_EQ("RK::MediaManager::Startup", kStart[1]);
+    for (std::size_t failing = 0; failing < kStart.size(); ++failing)
+        EXPECT_EXIT(FailToStartAndTryAgain(failing), testing::ExitedWithCode(0), "");
 }
 
 void StopWithAFailingStep()

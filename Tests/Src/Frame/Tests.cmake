@@ -4,6 +4,7 @@ list(FILTER rk_library_sources INCLUDE REGEX "(^|/)Src/")
 list(JOIN rk_library_sources ":" rk_library_sources)
 
 rk_add_tests(frame_tests LABELS frame SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/ConsoleCommandsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ConstantsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FontServerStateTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MathConstantsTest.cpp)
