@@ -33,10 +33,13 @@ int DigitValue(char inDigit)
     return -1;
 }
 
+/// Asks the kernel's generator each time, so that nothing is shared among threads, and a process and
+/// the child that it forks do not hand out the same identities.
 std::uint64_t RandomHalf()
 {
-    thread_local std::random_device sDevice; // the system's own source of random bytes
-    return (static_cast<std::uint64_t>(sDevice()) << 32) | sDevice();
+    std::random_device device("getentropy");
+    const std::uint64_t high = device();
+    return (high << 32) | device();
 }
 
 } // namespace

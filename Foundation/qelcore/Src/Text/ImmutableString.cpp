@@ -1,11 +1,10 @@
 #include "qelcore/ImmutableString.h"
 
-#include <atomic>
 #include <cstring>
-#include <mutex>
-#include <string_view>
-#include <unordered_map>
+#include <utility>
 
+#include "ImmutableStringTable.h"
+#include "UTFCodec.h"
 #include "qelcore/TextConversion.h"
 
 namespace qelcore
@@ -13,70 +12,18 @@ namespace qelcore
 namespace utility
 {
 
-struct ImmutableString::Entry
-{
-    UTF16String text;
-    std::atomic<std::size_t> holders{0};
-};
-
-class ImmutableStringTable
-{
-public:
-    static ImmutableStringTable& Instance()
-    {
-        static ImmutableStringTable& sInstance = *new ImmutableStringTable;
-        return sInstance;
-    }
-    ImmutableString Intern(std::u16string_view inText)
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        auto found = mEntries.find(inText);
-        if (found == mEntries.end())
-        {
-            auto* entry = new ImmutableString::Entry;
-            entry->text.assign(inText.begin(), inText.end());
-            found = mEntries.emplace(std::u16string_view(entry->text), entry).first;
-        }
-        ++found->second->holders;
-        return ImmutableString(found->second);
-    }
-    bool Purge()
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        bool freed = false;
-        for (auto i = mEntries.begin(); i != mEntries.end();)
-        {
-            ImmutableString::Entry* entry = i->second;
-            if (entry->holders != 0)
-            {
-                ++i;
-                continue;
-            }
-            i = mEntries.erase(i);
-            delete entry;
-            freed = true;
-        }
-        return freed;
-    }
-
-private:
-    std::mutex mMutex;
-    std::unordered_map<std::u16string_view, ImmutableString::Entry*> mEntries;
-};
-
 constinit const ImmutableString ImmutableString::sNullString;
 
 ImmutableString::ImmutableString(const ImmutableString& inOther) noexcept
     : mEntry(inOther.mEntry)
 {
     if (mEntry)
-        ++mEntry->holders;
+        mEntry->Hold();
 }
 
 ImmutableString::ImmutableString(ImmutableString&& inOther) noexcept
-    : mEntry(inOther.mEntry)
+    : mEntry(std::exchange(inOther.mEntry, nullptr))
 {
-    inOther.mEntry = nullptr;
 }
 
 ImmutableString& ImmutableString::operator=(const ImmutableString& inOther) noexcept
@@ -86,19 +33,25 @@ ImmutableString& ImmutableString::operator=(const ImmutableString& inOther) noex
 
 ImmutableString& ImmutableString::operator=(ImmutableString&& inOther) noexcept
 {
-    std::swap(mEntry, inOther.mEntry);
+    ImmutableString taken(std::move(inOther));
+    std::swap(mEntry, taken.mEntry);
     return *this;
 }
 
 ImmutableString::~ImmutableString()
 {
     if (mEntry)
-        --mEntry->holders;
+        mEntry->LetGo();
 }
 
 ImmutableString ImmutableString::CreateStatic(const char* inLiteral)
 {
-    return CreateDynamic(inLiteral);
+    if (!inLiteral)
+        return ImmutableString();
+    const std::size_t length = std::strlen(inLiteral);
+    if (!IsAscii(reinterpret_cast<const unsigned char*>(inLiteral), length))
+        return CreateDynamic(inLiteral, length);
+    return ImmutableStringTable::Intern({inLiteral, length, true}, true);
 }
 
 ImmutableString ImmutableString::CreateDynamic(const UTF16String& inText)
@@ -108,27 +61,34 @@ ImmutableString ImmutableString::CreateDynamic(const UTF16String& inText)
 
 ImmutableString ImmutableString::CreateDynamic(const char16_t* inText, std::size_t inLength)
 {
-    return ImmutableStringTable::Instance().Intern(std::u16string_view(inText, inLength));
-}
-
-ImmutableString ImmutableString::CreateDynamic(const char* inUTF8)
-{
-    return CreateDynamic(inUTF8, std::strlen(inUTF8));
+    return ImmutableStringTable::Intern({inText, inLength, false}, false);
 }
 
 ImmutableString ImmutableString::CreateDynamic(const char* inUTF8, std::size_t inLength)
 {
+    if (IsAscii(reinterpret_cast<const unsigned char*>(inUTF8), inLength))
+        return ImmutableStringTable::Intern({inUTF8, inLength, true}, false);
     return CreateDynamic(UTF8to16(inUTF8, inLength));
+}
+
+ImmutableString ImmutableString::CreateDynamic(const char* inUTF8)
+{
+    return inUTF8 ? CreateDynamic(inUTF8, std::strlen(inUTF8)) : ImmutableString();
 }
 
 UTF16String ImmutableString::ToString() const
 {
-    return mEntry ? mEntry->text : UTF16String();
+    if (!mEntry)
+        return UTF16String();
+    const InternedText text = mEntry->Text();
+    if (text.narrow)
+        return AsciiToUTF16(static_cast<const char*>(text.units), text.length);
+    return UTF16String(static_cast<const char16_t*>(text.units), text.length);
 }
 
 bool ImmutableString::PurgeUnusedStrings()
 {
-    return ImmutableStringTable::Instance().Purge();
+    return ImmutableStringTable::Purge();
 }
 
 } // namespace utility

@@ -6,7 +6,9 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <string_view>
 
+#include "NumberScan.h"
 #include "qelcore/TextConversion.h"
 
 namespace qelcore
@@ -16,37 +18,84 @@ namespace utility
 namespace
 {
 
-bool IsBlank(char16_t inUnit)
-{
-    return inUnit == u' ' || (inUnit >= u'\t' && inUnit <= u'\r');
-}
-
-/// The ASCII units that the text begins with, behind its blanks.
-std::string AsciiStart(const UTF16String& inText, bool inSkipBlanks, std::size_t& outEnd)
-{
-    std::size_t i = 0;
-    while (inSkipBlanks && i < inText.size() && IsBlank(inText[i]))
-        ++i;
-    const std::size_t begin = i;
-    while (i < inText.size() && inText[i] < 0x80)
-        ++i;
-    outEnd = begin;
-    return std::string(inText.begin() + static_cast<std::ptrdiff_t>(begin),
-                       inText.begin() + static_cast<std::ptrdiff_t>(i));
-}
-
 template <class T>
-T ParseInteger(const UTF16String& inText)
+T CoerceTo(const UTF16String& inText)
 {
-    std::size_t begin = 0;
-    const std::string text = AsciiStart(inText, false, begin);
-    const char* first = text.data();
-    const char* const last = first + text.size();
-    if (first != last && *first == '+' && last - first > 1 && first[1] != '-')
-        ++first;
-    T value = 0;
-    return std::from_chars(first, last, value).ec == std::errc() ? value : T{0};
+    const ScannedNumber<T> number = ScanNumber<T>(inText);
+    return number.IsRead() ? number.value : T{0};
 }
+
+/// The decimal exponent that the text of a number states. @return the nearest long long.
+long long StatedExponent(std::string_view inExponent)
+{
+    const bool negative = !inExponent.empty() && inExponent[0] == '-';
+    if (!inExponent.empty() && (negative || inExponent[0] == '+'))
+        inExponent.remove_prefix(1);
+    long long value = 0;
+    const auto result =
+        std::from_chars(inExponent.data(), inExponent.data() + inExponent.size(), value);
+    if (result.ec == std::errc::result_out_of_range)
+        value = std::numeric_limits<long long>::max();
+    return negative ? -value : value;
+}
+
+/// Of a number that a double cannot hold: true if it is too large, false if it is too small. Where
+/// its first digit stands decides, since nothing in between is out of range.
+bool IsTooLarge(std::string_view inNumber)
+{
+    const std::size_t mantissaEnd = std::min(inNumber.find_first_of("eE"), inNumber.size());
+    const std::string_view mantissa = inNumber.substr(0, mantissaEnd);
+    const auto point = static_cast<long long>(std::min(mantissa.find('.'), mantissa.size()));
+    const auto first = static_cast<long long>(mantissa.find_first_of("123456789"));
+    const long long stated =
+        mantissaEnd == inNumber.size() ? 0 : StatedExponent(inNumber.substr(mantissaEnd + 1));
+    return stated > first - point;
+}
+
+double NearestFinite(std::string_view inNumber)
+{
+    if (!IsTooLarge(inNumber))
+        return 0;
+    return inNumber[0] == '-' ? std::numeric_limits<double>::lowest()
+                              : std::numeric_limits<double>::max();
+}
+
+// 309 digits, the point, and up to 324 zeros and 17 digits behind it.
+using NumberBuffer = std::array<char, 800>;
+
+char* PrintFixed(NumberBuffer& outText, double inValue, int inDecimals)
+{
+    return std::to_chars(outText.data(), outText.data() + outText.size(), inValue,
+                         std::chars_format::fixed, inDecimals)
+        .ptr;
+}
+
+const char* WithoutTrailingZeros(const char* inText, const char* inEnd)
+{
+    if (std::find(inText, inEnd, '.') == inEnd)
+        return inEnd;
+    while (inEnd[-1] == '0')
+        --inEnd;
+    return inEnd[-1] == '.' ? inEnd - 1 : inEnd;
+}
+
+UTF16String ToText(const char* inText, const char* inEnd)
+{
+    return AsciiToUTF16(inText, static_cast<std::size_t>(inEnd - inText));
+}
+
+struct MemoryUnit
+{
+    const char* shortName;
+    const char* longName;
+};
+constexpr std::array<MemoryUnit, 7> kMemoryUnits = {{{" B", " bytes"},
+                                                     {" KB", " kilobytes"},
+                                                     {" MB", " megabytes"},
+                                                     {" GB", " gigabytes"},
+                                                     {" TB", " terabytes"},
+                                                     {" PB", " petabytes"},
+                                                     {" EB", " exabytes"}}};
 
 } // namespace
 
@@ -56,97 +105,63 @@ UTF16String NumberToString(double inValue, int inMaxDecimals)
         return AsciiToUTF16("nan");
     if (std::isinf(inValue))
         return AsciiToUTF16(inValue < 0 ? "-inf" : "inf");
-    std::array<char, 800> text; // 309 digits, a point, and up to 324 zeros and 17 digits behind it
-    auto end =
+    NumberBuffer text;
+    const char* end =
         std::to_chars(text.data(), text.data() + text.size(), inValue, std::chars_format::fixed)
             .ptr;
-    const auto point = std::find(text.data(), end, '.');
-    if (point != end && end - point - 1 > std::max(inMaxDecimals, 0))
-    {
-        end = std::to_chars(text.data(), text.data() + text.size(), inValue,
-                            std::chars_format::fixed, std::max(inMaxDecimals, 0))
-                  .ptr;
-        if (std::find(text.data(), end, '.') != end)
-        {
-            while (end[-1] == '0')
-                --end;
-            if (end[-1] == '.')
-                --end;
-        }
-    }
-    const UTF16String printed =
-        AsciiToUTF16(text.data(), static_cast<std::size_t>(end - text.data()));
-    return printed == u"-0" ? UTF16String(u"0") : printed;
+    const int maxDecimals = std::max(inMaxDecimals, 0);
+    const char* const point = std::find<const char*>(text.data(), end, '.');
+    if (point != end && end - point - 1 > maxDecimals)
+        end = WithoutTrailingZeros(text.data(), PrintFixed(text, inValue, maxDecimals));
+    const bool isZero =
+        std::all_of<const char*>(text.data(), end, [](char c) { return c == '-' || c == '0'; });
+    return isZero ? AsciiToUTF16("0") : ToText(text.data(), end);
 }
 
 double StringToNumber(const UTF16String& inText, std::uint32_t inFlags)
 {
-    std::size_t begin = 0;
-    const std::string text = AsciiStart(inText, true, begin);
-    const char* first = text.data();
-    const char* const last = first + text.size();
-    if (first != last && *first == '+' && last - first > 1 && first[1] != '-')
-        ++first;
-    double value = 0;
-    const auto result = std::from_chars(first, last, value);
-    if (result.ec == std::errc::invalid_argument || !std::isfinite(value))
+    const std::u16string_view text = std::u16string_view(inText).substr(CountBlanks(inText));
+    const ScannedNumber<double> number = ScanNumber<double>(text);
+    // What from_chars takes for a number and has no digit is "nan" or "inf".
+    if (number.text.find_first_of("0123456789") == std::string::npos)
         return 0;
-    const std::size_t end = begin + static_cast<std::size_t>(result.ptr - text.data());
-    const bool whole =
-        std::all_of(inText.begin() + static_cast<std::ptrdiff_t>(end), inText.end(), IsBlank);
-    if ((inFlags & kStringToNumber_WholeText) && !whole)
+    const std::u16string_view behind = text.substr(number.length);
+    if ((inFlags & kStringToNumber_WholeText) && CountBlanks(behind) != behind.size())
         return 0;
-    if (result.ec == std::errc::result_out_of_range)
-    {
-        // from_chars leaves the value; a negative exponent means that it was too small.
-        const bool small = std::find(first, result.ptr, '-') > first &&
-                           std::string(first, result.ptr).find("e-") != std::string::npos;
-        if (small)
-            return 0;
-        return *first == '-' ? -std::numeric_limits<double>::max()
-                             : std::numeric_limits<double>::max();
-    }
-    return value;
+    return number.IsRead() ? number.value : NearestFinite(number.text);
 }
 
 UTF16String NumberToMemoryString(std::uint64_t inBytes, int inDecimals, bool inLongUnits)
 {
-    struct Unit
-    {
-        const char* shortName;
-        const char* longName;
-    };
-    constexpr std::array<Unit, 7> kUnits = {{{" bytes", " bytes"},
-                                             {" KB", " kilobytes"},
-                                             {" MB", " megabytes"},
-                                             {" GB", " gigabytes"},
-                                             {" TB", " terabytes"},
-                                             {" PB", " petabytes"},
-                                             {" EB", " exabytes"}}};
-    double value = static_cast<double>(inBytes);
+    if (inBytes == 1 && inLongUnits)
+        return AsciiToUTF16("1 byte");
     std::size_t unit = 0;
-    while (value >= 1024 && unit + 1 < kUnits.size())
-    {
-        value /= 1024;
+    while (unit + 1 < kMemoryUnits.size() && (inBytes >> (10 * (unit + 1))) != 0)
         ++unit;
+    const int decimals = std::clamp(inDecimals, 0, 20);
+    // Dividing by a power of 2 is exact, so the text is rounded from the count itself; only a count of
+    // more than 53 bits (8 PB) is rounded before, beyond its 15th digit.
+    const double value = std::ldexp(static_cast<double>(inBytes), -10 * static_cast<int>(unit));
+    NumberBuffer text;
+    const char* end = PrintFixed(text, value, unit == 0 ? 0 : decimals);
+    if (unit + 1 < kMemoryUnits.size() && value >= 1023 &&
+        std::string_view(text.data(), 4) == "1024")
+    {
+        ++unit;
+        end = PrintFixed(text, value / 1024, decimals);
     }
-    std::array<char, 64> text;
-    const int decimals = unit == 0 ? 0 : std::clamp(inDecimals, 0, 20);
-    const char* const end = std::to_chars(text.data(), text.data() + text.size(), value,
-                                          std::chars_format::fixed, decimals)
-                                .ptr;
-    return AsciiToUTF16(text.data(), static_cast<std::size_t>(end - text.data())) +
-           AsciiToUTF16(inLongUnits ? kUnits[unit].longName : kUnits[unit].shortName);
+    return ToText(text.data(), end) +
+           AsciiToUTF16(inLongUnits ? kMemoryUnits[unit].longName : kMemoryUnits[unit].shortName);
 }
 
 int Coercion<int>::Result(const UTF16String& inText)
 {
-    return ParseInteger<int>(inText);
+    return CoerceTo<int>(inText);
 }
 
 long long Coercion<long long>::Result(const UTF16String& inText)
 {
-    return ParseInteger<long long>(inText);
+    return CoerceTo<long long>(inText);
 }
 
 UTF16String TruncateStringToNumChars(const UTF16String& inText, std::size_t inCount,
@@ -173,7 +188,7 @@ std::size_t ReplaceInString(UTF16String& ioText, const UTF16String& inPlaceholde
         begin = found + inPlaceholder.size();
     }
     if (count != 0)
-        ioText = replaced.append(ioText, begin);
+        ioText = replaced.append(ioText, begin, UTF16String::npos);
     return count;
 }
 
