@@ -4,8 +4,6 @@
 #include <new>
 #include <utility>
 
-#include <boost/optional.hpp>
-
 #include "MediaManager/MediaManagerWalk.h"
 #include "qelcore/Contract.h"
 
@@ -110,16 +108,16 @@ void MediaManager::ProcessQueue()
     const Walk walk(mWalking);
     mPendingBytes.exchange(0);
     mPendingEventCount.exchange(0);
-    // Once a batch, and only if asked for: it reads the registry.
-    boost::optional<Size> maxPriorityZeroItemSize;
+    // Once a batch, and only if asked for: it reads the registry. Never 0 once it is known.
+    Size maxPriorityZeroItemSize = 0;
     mEvents.Drain(
         [&](Event& ioEvent) RK_NO_THREAD_SAFETY_ANALYSIS
         {
             if (ioEvent.type.load(std::memory_order_relaxed) == MediaEventRing::kRemove)
                 return RemoveEntry(ioEvent);
-            if (ioEvent.priority == 0 && !maxPriorityZeroItemSize)
+            if (ioEvent.priority == 0 && maxPriorityZeroItemSize == 0)
                 maxPriorityZeroItemSize = GetMaxPriorityZeroItemSize();
-            AddEntry(ioEvent, maxPriorityZeroItemSize.value_or(0));
+            AddEntry(ioEvent, maxPriorityZeroItemSize);
         },
         [this](const Event& inEvent) RK_NO_THREAD_SAFETY_ANALYSIS { TouchEntry(inEvent); });
 }
