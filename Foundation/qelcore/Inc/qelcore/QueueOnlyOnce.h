@@ -76,9 +76,10 @@ private:
         if (minDelay == maxDelay)
             return minDelay;
         ++attempts;
-        const std::uint32_t doublings = (std::min)(attempts, std::uint32_t{31}) - 1;
-        const double factor =
-            std::rand() * static_cast<double>(std::uint32_t{1} << doublings) / 2147483647.0;
+        // Up to 2^k - 1 slots of the minimum, as in an exponential back-off of k collisions.
+        const std::uint32_t doublings = (std::min)(attempts, std::uint32_t{31});
+        const auto slots = static_cast<double>((std::uint32_t{1} << doublings) - 1);
+        const double factor = std::rand() * slots / 2147483647.0;
         const double delay = std::trunc(minDelay * factor);
         return static_cast<int>((std::min)(static_cast<double>(maxDelay),
                                            (std::max)(delay, static_cast<double>(minDelay))));
