@@ -32,9 +32,9 @@ using MediaManagerRef = ZOR::InterfaceRef<MediaManager, IMediaManager>;
 //
 // Locks    mMutex, then sMaxSizeCriticalSection or mReserveMutex, which are leaves. Maps are called with
 //          mMutex held, and take theirs after it.
-// Jobs     Everything on mExecutor goes through a JobGate: it holds the manager by a plain pointer that
-//          the destructor clears, and takes a reference for as long as the job runs. So a waiting job
-//          keeps no manager alive, and a running one has it whole to its end.
+// Jobs     Everything on mExecutor goes through a JobGate: it has the manager as a plain pointer, which the
+//          destructor clears, and gives each job a reference for as long as it runs. So a job that waits
+//          keeps no manager alive, and one that runs has it whole to its end.
 // Reentry  A map's Flush, or the end of a map whose last reference a purge drops, may call anything here.
 //          While the maps of items are walked or changed no event is applied (mWalking) and no purge
 //          begins (mPurging), so the iterators of the walk stay good.

@@ -60,9 +60,26 @@ constexpr std::size_t kEverything = ~std::size_t{0};
 
 struct MediaManager::JobGate
 {
-    RecursiveMutex mutex; // held while a job runs; before mMutex
+    RecursiveMutex mutex; // a leaf
     MediaManager* manager RK_GUARDED_BY(mutex) = nullptr;
+
+    MediaManagerRef Enter();
 };
+
+/// @return the manager; null if it has gone, or is about to go.
+MediaManagerRef MediaManager::JobGate::Enter()
+{
+    using Singleton = ZOR::SingletonSupport<MediaManagerRef>;
+    RecursiveMutex::ScopedLock lock(mutex, "RK::MediaManager::JobGate::Enter");
+    if (!manager)
+        return nullptr;
+    // If the last reference has gone before this one the destructor waits for the gate, and the count
+    // stays negative: a reference cannot call it back.
+    MediaManagerRef self(manager);
+    if (!Singleton::Exists())
+        self = nullptr;
+    return self;
+}
 
 IMediaMap::~IMediaMap() = default;
 
@@ -110,7 +127,7 @@ MediaManager::~MediaManager()
 {
     qelcore::debug::UnregisterDebugMonitorCallback(kMediaManagerID);
     {
-        // A job that runs holds this; one that still waits finds nobody.
+        // A job that waits finds nobody from now on; one that runs has a reference, so there is none.
         RecursiveMutex::ScopedLock lock(mGate->mutex, "RK::MediaManager::~MediaManager");
         mGate->manager = nullptr;
     }
@@ -144,13 +161,10 @@ void MediaManager::StopJobs()
 
 void MediaManager::RunJob(const boost::shared_ptr<JobGate>& inGate, Job inJob)
 {
-    RecursiveMutex::ScopedLock lock(inGate->mutex, "RK::MediaManager::RunJob");
-    if (!inGate->manager)
-        return;
-    // The job may drop the last maps, and with them the last references to the manager. If the count is
-    // at 0 already, and the destructor waits for the gate, this reference comes and goes unseen.
-    const MediaManagerRef self(inGate->manager);
-    ((*self).*inJob)();
+    // The job may drop the last maps, and with them all other references to the manager.
+    const MediaManagerRef self = inGate->Enter();
+    if (self)
+        ((*self).*inJob)();
 }
 
 bool MediaManager::PostJob(Job inJob, int inDelayMilliseconds)
