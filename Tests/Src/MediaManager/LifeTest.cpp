@@ -1,6 +1,9 @@
 // Start, stop, and who may still call afterwards.
 #include "ManagerFixture.h"
 
+#include <cstdlib>
+#include <memory>
+
 #include "qelcore/Console.h"
 #include "qelcore/ImmutableString.h"
 
@@ -146,6 +149,17 @@ TEST_F(Life, TheStopComesInItsOrder)
     EXPECT_FALSE(MediaManager::Running());
     EXPECT_EQ(1u, MemoryRecycler::GetPoolLimit());
     EXPECT_EQ(0u, MemoryRecycler::GetCurrentPoolSize());
+}
+
+TEST_F(Life, TheRecyclersPoolIsBroughtToItsLimitByPurgesOnly)
+{
+    using qelcore::utility::MemoryRecycler;
+    MediaManager::Startup();
+    MemoryRecycler::SetPoolLimit(1);
+    std::size_t actual = 0;
+    void* const block = MemoryRecycler::Allocate(kMiB, actual);
+    MemoryRecycler::Recycle(block, actual);
+    EXPECT_EQ(actual, MemoryRecycler::GetCurrentPoolSize());
 }
 
 TEST_F(Life, AStopWithoutAStartDoesNoHarm)
@@ -300,6 +314,21 @@ TEST_F(Life, EveryThousandthBackgroundPurgePurgesUnusedStrings)
     };
     EXPECT_GE(1000, purgesUntilStrings()); // the count is the process's, and others have begun it
     EXPECT_EQ(1000, purgesUntilStrings());
+}
+
+void EndWithoutAStop()
+{
+    MediaManager::Startup();
+    const FakeMapRef map(new FakeMap);
+    GetMediaManager()->AddMedia(1, 11 * kMiB, 1, 0, map);
+    GetMediaManager()->FlushAsyncEvents();
+    std::exit(0);
+}
+
+TEST(LifeDeathTest, AProcessMayEndWithoutAStop)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(EndWithoutAStop(), ::testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -218,6 +218,18 @@ TEST_F(Purging, OfTheRecyclersPoolIsNotCountedIn)
     EXPECT_EQ(0u, MemoryRecycler::GetCurrentPoolSize());
 }
 
+TEST_F(Purging, InTheBackgroundThreadFreesWhatLiesUnusedInTheRecyclersPool)
+{
+    using qelcore::utility::MemoryRecycler;
+    std::size_t actual = 0;
+    MemoryRecycler::SetPoolLimit(64 * kMiB);
+    void* const block = MemoryRecycler::Allocate(kMiB, actual);
+    MemoryRecycler::Recycle(block, actual);
+    GoTo(7200);
+    Background().Advance(14400000);
+    EXPECT_EQ(0u, MemoryRecycler::GetCurrentPoolSize());
+}
+
 TEST_F(Purging, WithinAFlushPurgesAndAppliesNothingMore)
 {
     for (MediaID id = 1; id <= 4; ++id)

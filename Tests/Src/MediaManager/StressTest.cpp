@@ -177,6 +177,31 @@ TEST_F(Stress, SettingsMayChangeWhileEverythingRuns)
     MediaManagerProbe(*mManager).ExpectConsistent();
 }
 
+TEST(StressLife, AJobOfARealPoolMayEndTheManagerAndItsOwnPool)
+{
+    for (int round = 0; round < 20; ++round)
+    {
+        std::atomic<bool> ended{false};
+        {
+            IMediaManagerRef manager = GetMediaManager();
+            const FakeMapRef map(new FakeMap);
+            // As a map does that keeps its manager: the item's entry keeps both, until a job takes it.
+            map->onEnd = [manager, &ended]() mutable
+            {
+                manager = nullptr;
+                ended = true;
+            };
+            manager->SetReserveSize(1, 1ll << 60); // leaves 256 MiB at most
+            manager->AddMedia(1, 300 * kMiB, 1, 0, map);
+            manager->FlushAsyncEvents();
+        }
+        while (!ended)
+            std::this_thread::yield();
+    }
+    while (ZOR::SingletonSupport<MediaManagerRef>::Exists())
+        std::this_thread::yield();
+}
+
 TEST(StressLife, OwnersWorkOnWhileTheManagerStopsAndStarts)
 {
     constexpr MediaID kItems = 1000;
