@@ -24,7 +24,8 @@ namespace threads
 //          job holds is let go of before the job counts as run.
 // End      Letting go of the last reference stops the executor. The last reference to a pool also waits
 //          until the work that is due has run, unless it goes from within a job of the pool: then the
-//          threads finish by themselves. The last reference to a view waits for nothing.
+//          threads finish by themselves. A view counts as a reference to what it is a view on; apart
+//          from that its end waits for nothing.
 class RK_API AsyncExecutor
 {
 public:

@@ -82,10 +82,10 @@ AsyncExecutorPtr CreateSubExecutor(const AsyncExecutorPtr& inExecutor, int inLim
 {
     RK_REQUIRE_CONTRACT(inExecutor, "inExecutor != NULL",
                         "Foundation/qelcore/Src/Threads/AsyncExecutor");
-    const auto state = std::make_shared<ViewState>(inExecutor, inLimit);
-    if (auto* const local = dynamic_cast<LocalExecutor*>(inExecutor.get()))
-        local->AddView(state);
-    return boost::make_shared<View>(state);
+    const std::shared_ptr<ExecutorCore> parent = CoreOf(inExecutor);
+    const auto state = std::make_shared<ViewState>(parent, inLimit);
+    parent->AddView(state);
+    return boost::make_shared<View>(inExecutor, state);
 }
 
 std::uint64_t GetCurrentThreadID()

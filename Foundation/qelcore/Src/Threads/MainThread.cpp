@@ -21,7 +21,7 @@ namespace
 
 // Invariant: with the wake set made, it is signalled while a job is queued or a stop is asked for, and
 // its alarm stands at the first delayed job where the clock runs by itself. Both change under mMutex.
-class MainThread final : public LocalExecutor, public Platform::IClockListener
+class MainThread final : public LocalExecutor, public ExecutorCore, public Platform::IClockListener
 {
 public:
     bool Register() RK_EXCLUDES(mMutex)
@@ -110,9 +110,13 @@ public:
             WaitWhileDriven();
     }
 
-    bool CallerIsWithin() const override { return ExecutorFrame::IsInside(this); }
     FlushStyle StyleOfFlush() const override { return FlushStyle::kDriveOrLeave; }
+    bool FlushMustHelp() const override { return false; } // its jobs run on the main thread only
     void AddView(const std::weak_ptr<ViewState>& inView) override { mViews.Add(inView); }
+    std::shared_ptr<ExecutorCore> Core() override
+    {
+        return std::shared_ptr<ExecutorCore>(std::shared_ptr<void>(), this); // never destroyed
+    }
 
     void OnClockMoved() override RK_EXCLUDES(mMutex)
     {

@@ -254,7 +254,7 @@ bool Pool::Post(const Callable& inCallable, int inDelayMilliseconds)
 
 int Pool::GetParallelism()
 {
-    return mState->ThreadLimit();
+    return mState->GetParallelism();
 }
 
 void Pool::Stop()
@@ -275,26 +275,6 @@ int Pool::GetPendingCount()
 void Pool::Flush()
 {
     mState->Flush();
-}
-
-bool Pool::CallerIsWithin() const
-{
-    return ExecutorFrame::IsInside(mState.get());
-}
-
-FlushStyle Pool::StyleOfFlush() const
-{
-    return FlushStyle::kWait;
-}
-
-void Pool::FlushOwnJobs()
-{
-    mState->FlushOwnJobs();
-}
-
-void Pool::AddView(const std::weak_ptr<ViewState>& inView)
-{
-    mState->mViews.Add(inView);
 }
 
 } // namespace threads

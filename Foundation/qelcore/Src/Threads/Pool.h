@@ -17,27 +17,31 @@ namespace threads
 {
 
 // What the threads of a pool share; it lives until the last of them has ended.
-class PoolState final : public TimerClient, public std::enable_shared_from_this<PoolState>
+class PoolState final : public TimerClient,
+                        public ExecutorCore,
+                        public std::enable_shared_from_this<PoolState>
 {
 public:
     /// @param inName  borrowed for ever; at most 8 bytes, so that a number fits behind it.
     PoolState(int inThreads, const char* inName);
 
-    bool Post(const AsyncExecutor::Callable& inCallable, int inDelayMilliseconds)
+    bool Post(const AsyncExecutor::Callable& inCallable, int inDelayMilliseconds) override
         RK_EXCLUDES(mMutex);
+    int GetParallelism() override { return mThreadLimit; }
+    void FlushOwnJobs() override RK_EXCLUDES(mMutex);
+    FlushStyle StyleOfFlush() const override { return FlushStyle::kWait; }
+    bool FlushMustHelp() const override { return ExecutorFrame::IsInside(this); }
+    void AddView(const std::weak_ptr<ViewState>& inView) override { mViews.Add(inView); }
+
     void Stop() RK_EXCLUDES(mMutex);
     bool IsStopped() RK_EXCLUDES(mMutex);
     int GetPendingCount() RK_EXCLUDES(mMutex);
     void Flush() RK_EXCLUDES(mMutex);
-    void FlushOwnJobs() RK_EXCLUDES(mMutex);
-    int ThreadLimit() const { return mThreadLimit; }
     /// Stops, and waits until the threads have run what is due and have ended; called on one of them,
     /// lets them go instead.
     void End() RK_EXCLUDES(mMutex);
 
     void OnTimer() override RK_EXCLUDES(mMutex);
-
-    ViewList mViews;
 
 private:
     // What one thread does. Guarded by mMutex.
@@ -59,6 +63,7 @@ private:
 
     const int mThreadLimit;
     const char* const mName;
+    ViewList mViews;
 
     // mMutex guards everything below. It is a leaf, and no job runs and no callable is copied or
     // destroyed with it held.
@@ -67,8 +72,7 @@ private:
     Condition mJobDone;
     JobQueue mQueue RK_GUARDED_BY(mMutex);
     DelayedJobs mDelayed RK_GUARDED_BY(mMutex);
-    std::uint64_t
-        mCallDue RK_GUARDED_BY(mMutex) = kNever; // the next call that the timer was asked for
+    std::uint64_t mCallDue RK_GUARDED_BY(mMutex) = kNever; // what the timer was asked for last
     Ticket mNextTicket RK_GUARDED_BY(mMutex) = 1;
     std::uint64_t mNextDelayed RK_GUARDED_BY(mMutex) = 0;
     bool mStopped RK_GUARDED_BY(mMutex) = false;
@@ -93,10 +97,7 @@ public:
     int GetPendingCount() override;
     void Flush() override;
 
-    bool CallerIsWithin() const override;
-    FlushStyle StyleOfFlush() const override;
-    void FlushOwnJobs() override;
-    void AddView(const std::weak_ptr<ViewState>& inView) override;
+    std::shared_ptr<ExecutorCore> Core() override { return mState; }
 
 private:
     const std::shared_ptr<PoolState> mState;

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include <boost/weak_ptr.hpp>
+
 #include "Platform/Clock.h"
 
 namespace qelcore
@@ -62,6 +64,38 @@ struct PostedDelay
     void operator()() const { mDelay->Over(); }
 };
 
+// An executor of somebody else's making. What it has queued for a view does not keep it alive.
+class ForeignCore final : public ExecutorCore
+{
+public:
+    explicit ForeignCore(const AsyncExecutorPtr& inExecutor)
+        : mExecutor(inExecutor)
+    {
+    }
+
+    bool Post(const AsyncExecutor::Callable& inCallable, int inDelayMilliseconds) override
+    {
+        const AsyncExecutorPtr executor = mExecutor.lock();
+        return executor && executor->Post(inCallable, inDelayMilliseconds);
+    }
+    int GetParallelism() override
+    {
+        const AsyncExecutorPtr executor = mExecutor.lock();
+        return executor ? executor->GetParallelism() : 1;
+    }
+    void FlushOwnJobs() override
+    {
+        if (const AsyncExecutorPtr executor = mExecutor.lock())
+            executor->Flush();
+    }
+    FlushStyle StyleOfFlush() const override { return FlushStyle::kDrive; }
+    bool FlushMustHelp() const override { return true; }
+    void AddView(const std::weak_ptr<ViewState>&) override {}
+
+private:
+    const boost::weak_ptr<AsyncExecutor> mExecutor;
+};
+
 } // namespace
 
 void ViewList::Add(const std::weak_ptr<ViewState>& inView)
@@ -98,10 +132,18 @@ void ViewList::WaitFor(const Progress& inProgress)
         view.first->WaitUpTo(view.second);
 }
 
-ViewState::ViewState(const AsyncExecutorPtr& inParent, int inLimit)
+ExecutorCore::~ExecutorCore() = default;
+
+std::shared_ptr<ExecutorCore> CoreOf(const AsyncExecutorPtr& inExecutor)
+{
+    if (auto* const local = dynamic_cast<LocalExecutor*>(inExecutor.get()))
+        return local->Core();
+    return std::make_shared<ForeignCore>(inExecutor);
+}
+
+ViewState::ViewState(const std::shared_ptr<ExecutorCore>& inParent, int inLimit)
     : mParent(inParent)
-    , mLocalParent(dynamic_cast<LocalExecutor*>(inParent.get()))
-    , mStyle(mLocalParent != nullptr ? mLocalParent->StyleOfFlush() : FlushStyle::kDrive)
+    , mStyle(inParent->StyleOfFlush())
     , mLimit(inLimit < 1 ? std::numeric_limits<int>::max() : inLimit)
     , mMostDrains(RunsByItself() ? std::min(mLimit, inParent->GetParallelism()) : mLimit)
     , mBatch(RunsByItself() ? kBatch : kBatchByHand)
@@ -159,17 +201,19 @@ bool ViewState::PostNow(AsyncExecutor::Callable&& ioCallable)
     if (PostClaimedDrain())
         return true;
     // The parent has stopped. Unless a drain that it took before has our job, nobody will run it.
-    return !mQueue.Remove(ticket, refused);
+    const bool taken = !mQueue.Remove(ticket, refused);
+    PostOwedDrain(); // somebody else may have counted on our drain
+    return taken;
 }
 
 /// Posts a claimed drain, or gives the claim back.
 bool ViewState::PostClaimedDrain()
 {
     bool posted = false;
-    if (mLocalParent != nullptr)
+    if (mStyle != FlushStyle::kDrive)
     {
-        // With the lock held, so that no other post counts on a drain that is then refused. Ours take a
-        // leaf and run nothing.
+        // With the lock held, so that no other post counts on a drain that is then refused. Our own
+        // executors take a leaf and run nothing.
         posted = PostDrain();
     }
     else
@@ -321,15 +365,8 @@ void ViewState::DriveParentUpTo(Ticket inEnd)
                 return;
             done = mDoneCount;
         }
-        mLocalParent != nullptr ? mLocalParent->FlushOwnJobs() : mParent->Flush();
+        mParent->FlushOwnJobs();
     }
-}
-
-/// Whether a flush must run jobs itself where nobody else does: on a thread that is within a job of
-/// the parent it may be holding up the drains, and nothing is known of a foreign parent.
-bool ViewState::MayHelp() const
-{
-    return mLocalParent == nullptr || mLocalParent->CallerIsWithin();
 }
 
 void ViewState::WaitUpTo(Ticket inEnd)
@@ -338,7 +375,7 @@ void ViewState::WaitUpTo(Ticket inEnd)
         DriveParentUpTo(inEnd);
     if (mStyle == FlushStyle::kDriveOrLeave)
         return;
-    const bool help = MayHelp();
+    const bool help = mParent->FlushMustHelp();
     Lock lock(mMutex);
     ++mFlushing;
     while (!HasRunUpTo(inEnd))
@@ -397,19 +434,14 @@ int ViewState::GetPendingCount()
     return static_cast<int>(mQueue.Size() + mDelayed.size());
 }
 
-bool ViewState::CallerIsWithin() const
+bool ViewState::FlushMustHelp() const
 {
-    return ExecutorFrame::IsInside(this) ||
-           (mLocalParent != nullptr && mLocalParent->CallerIsWithin());
+    return ExecutorFrame::IsInside(this) || mParent->FlushMustHelp();
 }
 
-FlushStyle ViewState::StyleOfFlush() const
-{
-    return mStyle;
-}
-
-View::View(const std::shared_ptr<ViewState>& inState)
-    : mState(inState)
+View::View(const AsyncExecutorPtr& inParent, const std::shared_ptr<ViewState>& inState)
+    : mParent(inParent)
+    , mState(inState)
 {
 }
 
@@ -446,26 +478,6 @@ int View::GetPendingCount()
 void View::Flush()
 {
     mState->Flush();
-}
-
-bool View::CallerIsWithin() const
-{
-    return mState->CallerIsWithin();
-}
-
-FlushStyle View::StyleOfFlush() const
-{
-    return mState->StyleOfFlush();
-}
-
-void View::FlushOwnJobs()
-{
-    mState->FlushOwnJobs();
-}
-
-void View::AddView(const std::weak_ptr<ViewState>& inView)
-{
-    mState->mViews.Add(inView);
 }
 
 } // namespace threads

@@ -21,21 +21,23 @@ namespace threads
 //                 and posts a drain at its end.
 //             (3) A job that was accepted runs: where the parent refuses to take a drain again, the
 //                 drain goes on where it is.
-class ViewState final : public std::enable_shared_from_this<ViewState>
+class ViewState final : public ExecutorCore, public std::enable_shared_from_this<ViewState>
 {
 public:
-    ViewState(const AsyncExecutorPtr& inParent, int inLimit);
+    ViewState(const std::shared_ptr<ExecutorCore>& inParent, int inLimit);
 
-    bool Post(const AsyncExecutor::Callable& inCallable, int inDelayMilliseconds)
+    bool Post(const AsyncExecutor::Callable& inCallable, int inDelayMilliseconds) override
         RK_EXCLUDES(mMutex);
-    int GetParallelism();
+    int GetParallelism() override;
+    void FlushOwnJobs() override RK_EXCLUDES(mMutex);
+    FlushStyle StyleOfFlush() const override { return mStyle; }
+    bool FlushMustHelp() const override;
+    void AddView(const std::weak_ptr<ViewState>& inView) override { mViews.Add(inView); }
+
     void Stop() RK_EXCLUDES(mMutex);
     bool IsStopped() RK_EXCLUDES(mMutex);
     int GetPendingCount() RK_EXCLUDES(mMutex);
     void Flush() RK_EXCLUDES(mMutex);
-    void FlushOwnJobs() RK_EXCLUDES(mMutex);
-    bool CallerIsWithin() const;
-    FlushStyle StyleOfFlush() const;
 
     /// The end of what is due now, for WaitUpTo().
     Ticket DueEnd() RK_EXCLUDES(mMutex);
@@ -45,8 +47,6 @@ public:
     void Drain() RK_EXCLUDES(mMutex);
     void OnDelayOver(const DueKey& inKey) RK_EXCLUDES(mMutex);
     void OnDelayDropped(const DueKey& inKey) RK_EXCLUDES(mMutex);
-
-    ViewList mViews;
 
 private:
     // A job that runs now, on the stack of whoever runs it.
@@ -71,15 +71,14 @@ private:
     void RunOne() RK_REQUIRES(mMutex);
     bool HasRunUpTo(Ticket inEnd) RK_REQUIRES(mMutex);
     void DriveParentUpTo(Ticket inEnd) RK_EXCLUDES(mMutex);
-    bool MayHelp() const;
     bool RunsByItself() const { return mStyle == FlushStyle::kWait; }
 
-    const AsyncExecutorPtr mParent;
-    LocalExecutor* const mLocalParent; // mParent if it is one of ours, or null
+    const std::shared_ptr<ExecutorCore> mParent;
     const FlushStyle mStyle;
     const int mLimit;
     const int mMostDrains;
     const int mBatch; // jobs of one drain
+    ViewList mViews;
 
     // mMutex guards everything below. It is a leaf, and no job runs and no callable is copied or
     // destroyed with it held.
@@ -97,11 +96,14 @@ private:
     bool mStopped RK_GUARDED_BY(mMutex) = false;
 };
 
+/// @return what a view on inExecutor stands on.
+std::shared_ptr<ExecutorCore> CoreOf(const AsyncExecutorPtr& inExecutor);
+
 // The view that a client holds.
 class View final : public LocalExecutor
 {
 public:
-    explicit View(const std::shared_ptr<ViewState>& inState);
+    View(const AsyncExecutorPtr& inParent, const std::shared_ptr<ViewState>& inState);
     ~View() override;
 
     bool Post(const Callable& inCallable, int inDelayMilliseconds) override;
@@ -111,12 +113,10 @@ public:
     int GetPendingCount() override;
     void Flush() override;
 
-    bool CallerIsWithin() const override;
-    FlushStyle StyleOfFlush() const override;
-    void FlushOwnJobs() override;
-    void AddView(const std::weak_ptr<ViewState>& inView) override;
+    std::shared_ptr<ExecutorCore> Core() override { return mState; }
 
 private:
+    const AsyncExecutorPtr mParent; // what it is a view on lives as long as it
     const std::shared_ptr<ViewState> mState;
 };
 

@@ -69,12 +69,13 @@ TEST_F(PoolTest, FlushDoesNotWaitForWhatComesLater)
 {
     // Each job posts the next one, so there is always one more.
     std::atomic<bool> end{false};
+    AsyncExecutor& pool = *mPool; // the reference itself goes at the end, while jobs run
     boost::function<void()> again;
     again = [&]
     {
         ++mCount;
         if (!end)
-            mPool->Post(again, 0);
+            pool.Post(again, 0);
     };
     mPool->Post(again, 0);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <boost/make_shared.hpp>
+#include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
 
 #include "Gate.h"
@@ -244,6 +245,16 @@ TEST_F(ViewByHandTest, FlushFromWithinAJobOfTheParentRunsTheViewsJobs)
     EXPECT_EQ((std::vector<int>{1, 2, 9}), mOrder);
 }
 
+TEST_F(ViewByHandTest, WorkThatNobodyEverRunsDoesNotKeepTheParentAlive)
+{
+    const boost::weak_ptr<ManualExecutor> watch(mParent);
+    Note(CreateSubExecutor(mParent, 1), 1);
+
+    mParent.reset();
+
+    EXPECT_TRUE(watch.expired());
+}
+
 TEST_F(ViewByHandTest, ANullExecutorIsAViolatedContract)
 {
     EXPECT_ANY_THROW(CreateSubExecutor(AsyncExecutorPtr(), 1));
@@ -367,21 +378,33 @@ TEST_F(ViewOnPoolTest, AStoppedPoolRunsWhatAViewHadAccepted)
     serial->Flush();
 }
 
-TEST_F(ViewOnPoolTest, QueuedWorkKeepsThePoolAliveUntilItHasRun)
+TEST_F(ViewOnPoolTest, ThePoolsEndRunsTheQueuedWorkOfViewsThatHaveGone)
 {
     AsyncExecutorPtr serial = CreateSubExecutor(mPool, 1);
-    const auto begin = std::make_shared<Gate>();
-    const auto done = std::make_shared<Gate>();
-    done->Open();
-    serial->Post([begin] { begin->Pass(); }, 0);
-    serial->Post([done] { done->Pass(); }, 0);
-    begin->WaitUntilCome(1);
+    AsyncExecutorPtr nested = CreateSubExecutor(serial, 1);
+    nested->Post([this] { mGate.Pass(); }, 0);
+    mGate.WaitUntilCome(1);
+    for (int i = 0; i < 100; ++i)
+        nested->Post([this] { ++mCount; }, 0);
+
+    nested.reset();
+    serial.reset();
+    mGate.Open();
+    mPool.reset();
+
+    EXPECT_EQ(100, mCount.load());
+}
+
+TEST_F(ViewOnPoolTest, TheLastViewOnAPoolEndsItAndWaits)
+{
+    AsyncExecutorPtr serial = CreateSubExecutor(mPool, 1);
+    mPool.reset();
+    for (int i = 0; i < 100; ++i)
+        serial->Post([this] { ++mCount; }, 0);
 
     serial.reset();
-    mPool.reset(); // lives on in the view's queued work
-    begin->Open();
 
-    done->WaitUntilCome(1);
+    EXPECT_EQ(100, mCount.load());
 }
 
 } // namespace
