@@ -63,6 +63,39 @@ TEST(SingletonSupportStress, TheObjectIsNeverDoubledNorUsedAfterItsEnd)
     EXPECT_FALSE(C::Support::Exists());
 }
 
+// The critical section is held, so that the last release has to wait with the count at 0.
+TEST(SingletonSupportStress, OneTakenUpAgainWhileItsLastReleaseWaitsStaysWhole)
+{
+    using C = Clerk<9>;
+    for (int round = 0; round < 200; ++round)
+    {
+        C::Ref first = C::Support::CreateClassRef();
+        const int number = first->Number();
+        std::atomic<bool> releasing{false};
+        C::Ref second;
+        std::thread releaser;
+        {
+            qelcore::threads::RecursiveMutex::ScopedLock lock(C::Support::GetCriticalSection(),
+                                                              "test");
+            releaser = std::thread(
+                [&]
+                {
+                    releasing = true;
+                    first.reset();
+                });
+            while (!releasing)
+                std::this_thread::yield();
+            for (int turn = 0; turn < 100; ++turn) // most rounds: until it has come to the lock
+                std::this_thread::yield();
+            second = C::Support::CreateClassRef();
+        }
+        releaser.join();
+        EXPECT_EQ(number, second->Number());
+    }
+    EXPECT_EQ(200, C::sMade);
+    EXPECT_EQ(200, C::sDestroyed);
+}
+
 TEST(SingletonSupportStress, ConstructionsThatThrowLeaveNoTrace)
 {
     using C = Clerk<8>;
