@@ -1,8 +1,8 @@
-// What a setting and a trace site cost while nothing changes, beside the plainest thing that does the same: a
-// mutex, and a look-up by name in a map of 20 entries behind it.
+// What a setting and a trace site cost while nothing changes, beside the plainest thing that does
+// the same: a mutex, and a look-up by name in a map of 20 entries behind it.
 //
-// One item is one read of a setting, or one run of a trace site that is off. Items per second is wall-clock, all
-// threads together.
+// One item is one read of a setting, or one run of a trace site that is off. Items per second is
+// wall-clock, all threads together.
 #include <map>
 #include <mutex>
 #include <string>
@@ -107,7 +107,8 @@ void TraceOff_MutexMap(benchmark::State& ioState)
     ioState.SetItemsProcessed(ioState.iterations());
 }
 
-// As the media manager asks at each query of its budget. There is no file, or the one of this bench's name.
+// As the media manager asks at each query of its budget. There is no file, or the one of this
+// bench's name.
 void Registry_OpenAndRead(benchmark::State& ioState)
 {
     for (auto _ : ioState)

@@ -1,6 +1,6 @@
-// String tables and literals. The first byte chooses: an even one reads the rest as a table, an odd one looks
-// the rest up as a literal. A table that is taken must give a text that is UTF-16 without unpaired
-// surrogates, and one that is refused must leave nothing behind.
+// String tables and literals. The first byte chooses: an even one reads the rest as a table, an odd
+// one looks the rest up as a literal. A table that is taken must give a text that is UTF-16 without
+// unpaired surrogates, and one that is refused must leave nothing behind.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// Registry files. Whatever the bytes are, what the reader makes of them must read the same after it has been
-// written back, and so must a value that is then set.
+// Registry files. Whatever the bytes are, what the reader makes of them must read the same after it
+// has been written back, and so must a value that is then set.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

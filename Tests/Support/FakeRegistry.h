@@ -14,7 +14,8 @@
 namespace Testing
 {
 
-/// A registry in memory, empty at first, for as long as it lives. Values may be set from any thread.
+/// A registry in memory, empty at first, for as long as it lives. Values may be set from any
+/// thread.
 class FakeRegistry : public ZOR::IRegistryStore
 {
 public:

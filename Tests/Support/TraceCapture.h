@@ -11,8 +11,8 @@
 namespace Testing
 {
 
-/// Gathers the trace lines of one category for its life, in place of the sink before. One at a time;
-/// lines may come from any thread.
+/// Gathers the trace lines of one category for its life, in place of the sink before. One at a
+/// time; lines may come from any thread.
 class TraceCapture
 {
 public:

@@ -5,8 +5,6 @@
 #include <memory>
 #include <utility>
 
-#include <boost/make_shared.hpp>
-
 #include "RegistryFile.h"
 #include "RegistryStore.h"
 #include "qelcore/ClientName.h"
@@ -38,7 +36,8 @@ void TraceProblems(const std::string& inPath, const RegistryFile& inFile)
                                    << problem.message);
 }
 
-// The files read, as they were at their last state. Never destroyed: keys are read during exit, too.
+// The files read, as they were at their last state. Never destroyed: keys are read during exit,
+// too.
 class FileCache
 {
 public:
@@ -107,8 +106,8 @@ private:
         return std::make_shared<const RegistryFile>(RegistryFile::Parse(bytes));
     }
 
-    // Held while a file is read or written, so that each state is read once. Nothing but the store is
-    // called with it held.
+    // Held while a file is read or written, so that each state is read once. Nothing but the store
+    // is called with it held.
     qelcore::threads::RecursiveMutex mMutex;
     std::map<std::string, Entry> mEntries RK_GUARDED_BY(mMutex);
 };
@@ -229,7 +228,7 @@ Result RegistryKey::Open(RegistryRoot, const UTF16String& inPath)
     const FilePtr file = Files().Get(place.path);
     if (!file || !file->HasSection(place.section))
         return kResult_RegistryNoKey;
-    mImpl = boost::make_shared<Impl>(place, file);
+    mImpl = std::make_unique<Impl>(place, file);
     return qelcore::kResult_OK;
 }
 
@@ -240,7 +239,7 @@ Result RegistryKey::CreateOrOpen(RegistryRoot, const UTF16String& inPath)
     const Result result = FindPlace(inPath, place);
     if (qelcore::Failed(result))
         return result;
-    mImpl = boost::make_shared<Impl>(place, Files().Get(place.path));
+    mImpl = std::make_unique<Impl>(place, Files().Get(place.path));
     return qelcore::kResult_OK;
 }
 

@@ -23,7 +23,8 @@ class IRegistryStore
 {
 public:
     virtual ~IRegistryStore() = default;
-    /// The folder of all applications' settings, without a slash at its end; empty if there is none.
+    /// The folder of all applications' settings, without a slash at its end; empty if there is
+    /// none.
     virtual std::string ConfigFolder() = 0;
     virtual RegistryFileStamp Stamp(const std::string& inPath) = 0;
     /// @return false if the file cannot be read, or holds more than inMaxBytes.
@@ -33,8 +34,8 @@ public:
     virtual bool Write(const std::string& inPath, const std::string& inBytes) = 0;
 };
 
-/// Puts a store in the place of the real one for its life. One at a time, made and destroyed while no
-/// other thread uses the registry.
+/// Puts a store in the place of the real one for its life. One at a time, made and destroyed while
+/// no other thread uses the registry.
 class ScopedRegistryStore
 {
 public:
@@ -49,7 +50,8 @@ private:
 
 /// The store in force.
 IRegistryStore& RegistryStore();
-/// Moves whenever another store comes into force: what was read from one says nothing about the next.
+/// Moves whenever another store comes into force: what was read from one says nothing about the
+/// next.
 std::uint32_t RegistryStoreGeneration();
 
 } // namespace ZOR

@@ -44,9 +44,11 @@ public:
         const std::int32_t count = DebugDatabase::CurrentChangeCount();
         if (SeenCount(cached) == count)
             return Value(cached);
-        // The count is read before the entry: a change between the two makes the next read ask again.
+        // The count is read before the entry: a change between the two makes the next read ask
+        // again.
         const T value = DebugDatabase::Instance().GetEntryAs<T>(mKey, mDefault);
-        // Who loses this exchange was overtaken by a reader whose count may be newer: its word stays.
+        // Who loses this exchange was overtaken by a reader whose count may be newer: its word
+        // stays.
         mCached.compare_exchange_strong(cached, Pack(count, value), std::memory_order_acq_rel);
         return value;
     }

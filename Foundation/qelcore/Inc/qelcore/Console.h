@@ -47,21 +47,22 @@ struct CommandRegistrar
 //
 // Names    Compared exactly. Not empty, and without blanks (space, tab, CR, LF), since a blank ends
 //          the name in a line.
-// Threads  Any function from any thread. A command is made and run on the thread that executes it, with
-//          no lock held; one that is running when it is unregistered runs to its end.
+// Threads  Any function from any thread. A command is made and run on the thread that executes it,
+//          with no lock held; one that is running when it is unregistered runs to its end.
 class RK_API CommandRegistry
 {
 public:
-    /// A name registered again takes the place of the first. The creator is called at each execution.
-    /// An empty name, a name with a blank or an empty creator is a contract violation.
+    /// A name registered again takes the place of the first. The creator is called at each
+    /// execution. An empty name, a name with a blank or an empty creator is a contract violation.
     static void RegisterCommand(const UTF16String& inName, const UTF16String& inDescription,
                                 const CommandCreator& inCreator);
     /// Nothing happens if there is no such command.
     static void UnregisterCommand(const UTF16String& inName);
 
-    /// Runs a line: a name, then blanks, then the arguments as one text. Blanks at the ends of the line do
-    /// not count. An exception of the creator or the command, or a creator that gives null, ends here: it
-    /// writes "<name> failed: <reason>\n", and a trace line of the category "Console" at level 0.
+    /// Runs a line: a name, then blanks, then the arguments as one text. Blanks at the ends of the
+    /// line do not count. An exception of the creator or the command, or a creator that gives null,
+    /// ends here: it writes "<name> failed: <reason>\n", and a trace line of the category "Console"
+    /// at level 0.
     /// @return false if there is no such command, and then nothing is written.
     static bool Execute(const UTF16String& inLine, UTF16OutputStream& outStream);
 

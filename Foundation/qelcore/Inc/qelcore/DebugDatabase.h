@@ -32,8 +32,8 @@ public:
 
     /// T is bool, int or float.
     /// A bool is true exactly if the entry, or "true" or "false" for the default, equals "true".
-    /// An int is a decimal number, with an optional "-", and nothing else. A float is a decimal number
-    /// with optional point and exponent, and nothing else; it must be finite.
+    /// An int is a decimal number, with an optional "-", and nothing else. A float is a decimal
+    /// number with optional point and exponent, and nothing else; it must be finite.
     template <class T>
     T GetEntryAs(const std::string& inKey, T inDefault) const;
 
@@ -46,8 +46,8 @@ public:
     /// All entries, by key.
     std::vector<Entry> List() const;
 
-    /// Incremented at every change: an entry that is set to the value that it has is none. Starts at 0
-    /// and is never negative. A change can be read before the count that tells of it is seen.
+    /// Incremented at every change: an entry that is set to the value that it has is none. Starts
+    /// at 0 and is never negative. A change can be read before the count that tells of it is seen.
     std::int32_t ChangeCount() const noexcept { return CurrentChangeCount(); }
     /// The same, without the detour by the instance.
     static std::int32_t CurrentChangeCount() noexcept;

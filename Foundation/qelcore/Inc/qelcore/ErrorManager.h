@@ -26,8 +26,8 @@ constexpr int kErrorLevel_Information = 0;
 constexpr int kErrorLevel_Warning = 1;
 constexpr int kErrorLevel_Error = 2;
 
-/// What ThrowError raises unless the error manager in force decides otherwise. what() is the text in
-/// UTF-8.
+/// What ThrowError raises unless the error manager in force decides otherwise. what() is the text
+/// in UTF-8.
 class RK_API Error : public std::runtime_error
 {
 public:
@@ -86,8 +86,8 @@ public:
 using DeferredErrorReporterPtr = boost::shared_ptr<DeferredErrorReporter>;
 using ErrorDisplay = boost::function<void(const Error&)>;
 
-// What the library does with errors. A host derives from it, overrides what it wants otherwise, and sets an
-// object of that class by SetErrorManager().
+// What the library does with errors. A host derives from it, overrides what it wants otherwise, and
+// sets an object of that class by SetErrorManager().
 class RK_API ErrorManager
 {
 public:
@@ -96,17 +96,18 @@ public:
     ErrorManager(const ErrorManager&) = delete;
     ErrorManager& operator=(const ErrorManager&) = delete;
 
-    /// Called when an allocation of inBytes has failed. @return true if anything was freed. Here: false.
+    /// Called when an allocation of inBytes has failed. @return true if anything was freed. Here:
+    /// false.
     virtual bool PurgeMemory(std::size_t inBytes);
 
-    /// While the count is above 0 errors are kept instead of shown; when it is back at 0 they are shown, oldest
-    /// first, on the thread that brought it there. A decrement at 0 does nothing.
+    /// While the count is above 0 errors are kept instead of shown; when it is back at 0 they are
+    /// shown, oldest first, on the thread that brought it there. A decrement at 0 does nothing.
     virtual void IncrementLazilyDisplayErrors();
     virtual void DecrementLazilyDisplayErrors();
 
     /// Runs inFunction. An Error passes as it is. std::bad_alloc becomes an Error with
-    /// kErrorKey_OutOfMemory after PurgeMemory() has been asked for 64 MiB; every other exception becomes an
-    /// Error with kErrorKey_UnexpectedException, whose value is its what(). All are of
+    /// kErrorKey_OutOfMemory after PurgeMemory() has been asked for 64 MiB; every other exception
+    /// becomes an Error with kErrorKey_UnexpectedException, whose value is its what(). All are of
     /// kErrorLevel_Error.
     virtual void ExecuteFunctionAndConvertException(const boost::function<void()>& inFunction);
 
@@ -115,16 +116,16 @@ public:
     virtual bool
     ExecuteFunctionWithTopLevelExceptionHandler(const boost::function<void()>& inFunction);
 
-    /// A reporter whose errors are shown when it ends, or dropped if inDisplayAtEnd is false. It may outlive
-    /// this manager; then they are dropped.
+    /// A reporter whose errors are shown when it ends, or dropped if inDisplayAtEnd is false. It
+    /// may outlive this manager; then they are dropped.
     virtual DeferredErrorReporterPtr NewDeferredErrorReporter(bool inDisplayAtEnd);
 
     /// Raises an Error with the localised text of inKey. An override may raise something else.
     virtual void ThrowError(int inLevel, const std::string& inKey,
                             const ReplacementValues& inValues);
 
-    /// How errors are shown. An empty one restores the default, a trace line of the category "ErrorManager" at
-    /// level 0. It is called with no lock held; what it raises is dropped.
+    /// How errors are shown. An empty one restores the default, a trace line of the category
+    /// "ErrorManager" at level 0. It is called with no lock held; what it raises is dropped.
     void SetErrorDisplay(const ErrorDisplay& inDisplay);
     /// Shows an error, or keeps it while errors are shown lazily. Never raises.
     void DisplayError(const Error& inError) noexcept;
@@ -146,8 +147,8 @@ SetErrorManager(const boost::shared_ptr<ErrorManager>& inManager);
 [[noreturn]] RK_API void ThrowErrorWithValues(int inLevel, const char* inKey,
                                               const ReplacementValues& inValues);
 
-/// Raises the error with the given literal through the manager in force; if that one returns, an Error is
-/// raised all the same.
+/// Raises the error with the given literal through the manager in force; if that one returns, an
+/// Error is raised all the same.
 template <class... Values>
 [[noreturn]] void ThrowError(int inLevel, const char* inKey, const Values&... inValues)
 {

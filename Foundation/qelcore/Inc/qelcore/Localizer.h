@@ -12,15 +12,17 @@
 
 // The texts of the user's language.
 //
-// A text that can reach a user stands in the code as a literal, "$$$/key=default text". The key is all
-// before the first "=", "$$$/" included; what follows it is the text where no table has the key.
+// A text that can reach a user stands in the code as a literal, "$$$/key=default text". The key is
+// all before the first "=", "$$$/" included; what follows it is the text where no table has the
+// key.
 //
 // A string table is UTF-8, one entry a line:
 //
 //     # a comment
 //     "$$$/RiverKit/SkyAtelierLibraries"="Bibliotheken"
 //
-// - A byte order mark at the start is passed over. Lines end in LF or CR LF; the last may lack its end.
+// - A byte order mark at the start is passed over. Lines end in LF or CR LF; the last may lack its
+//   end.
 // - Lines of blanks, and lines whose first character is "#", are passed over.
 // - Blanks (space, tab) may stand before and behind either text, and nothing else.
 // - Between the quotes: \" \\ \n \r \t stand for those characters, \u and four hexadecimal digits
@@ -45,7 +47,8 @@ struct StringTableError
     std::string message;  ///< for engineers, in English
 };
 
-// Threads  Any function from any thread. A text is looked up without waiting for a table being read.
+// Threads  Any function from any thread. A text is looked up without waiting for a table being
+//          read.
 class RK_API Localizer
 {
 public:
@@ -54,8 +57,8 @@ public:
     /// The one localizer. Without a table it gives default texts.
     static Localizer& Get();
 
-    /// The text of a literal. A text that does not begin with "$$$/" is given back as it is; a literal
-    /// without "=" that no table has, too. @param inLiteral  UTF-8.
+    /// The text of a literal. A text that does not begin with "$$$/" is given back as it is; a
+    /// literal without "=" that no table has, too. @param inLiteral  UTF-8.
     UTF16String GetText(std::string_view inLiteral) const;
 
     /// Adds a table to what is there; a key that is there already takes the new text.

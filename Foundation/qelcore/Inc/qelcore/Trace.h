@@ -13,7 +13,8 @@
 
 // Trace lines: what the library says about itself, by category and level.
 //
-// Levels    From 0 upwards; the higher, the chattier. Level 0 is for failures that have no other way out.
+// Levels    From 0 upwards; the higher, the chattier. Level 0 is for failures that have no other
+//           way out.
 // Settings  Keys of the debug database (RK_DEBUG in the environment sets them too); each holds the
 //           highest level that is on, as a decimal number, and takes effect at once:
 //             Trace.<category>  that category
@@ -21,11 +22,11 @@
 //           -1 turns level 0 off as well. A value that is no number counts as not set.
 //           With no key set level 0 is on.
 // Where to  The sink that the host has set. Without one: to standard error as soon as any of these
-//           keys is set, and nowhere until then, so that the library is silent unless asked. The last
-//           lines are kept in memory in any case: see RecentTraceLines().
+//           keys is set, and nowhere until then, so that the library is silent unless asked. The
+//           last lines are kept in memory in any case: see RecentTraceLines().
 // Form      "<" thread id "> " "<" category "> " "<" level "> " text "\n", in UTF-8.
 // Threads   Everything here may be called from any thread, before main() and during exit.
-// Errors    Nothing here raises. A line for which there is no memory is lost.
+// Errors    Tracing raises nothing: a line for which there is no memory is lost.
 namespace qelcore
 {
 namespace debug

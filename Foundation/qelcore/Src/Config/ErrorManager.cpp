@@ -33,8 +33,8 @@ struct ErrorManager::State
 namespace
 {
 
-// bad_alloc does not tell what was asked for; much more than this would empty a cache because of one
-// absurd request, which a damaged file is enough for.
+// bad_alloc does not tell what was asked for; much more than this would empty a cache because of
+// one absurd request, which a damaged file is enough for.
 constexpr std::size_t kPurgeAfterFailedAllocation = 64u << 20;
 
 void TraceError(const Error& inError)

@@ -12,7 +12,8 @@ namespace debug
 {
 
 // Counts the calls that run into something which may be taken away, so that who takes it away can
-// wait for them. Enter() must not begin once the thing can no longer be found: that is its owner's to see to.
+// wait for them. Enter() must not begin once the thing can no longer be found: that is its owner's
+// to see to.
 class CallGate
 {
 public:
@@ -30,7 +31,8 @@ public:
         if (mCallers.empty())
             mEmpty.notify_all();
     }
-    /// Waits until no call runs. Returns at once from within such a call, which could not end otherwise.
+    /// Waits until no call runs. Returns at once from within such a call, which could not end
+    /// otherwise.
     void WaitUntilEmpty()
     {
         std::unique_lock<std::mutex> lock(mMutex);

@@ -115,8 +115,8 @@ bool TraceEnabled(const char* inCategory, int inLevel, bool inFlag) noexcept
 bool RefreshTraceSite(std::atomic<std::int32_t>& ioSeenCount, std::atomic<bool>& outEnabled,
                       const char* inCategory, int inLevel) noexcept
 {
-    // One at a time, and with the count read inside: otherwise a slow thread could put the answer for
-    // an old count beside a newer count, and the site would keep it.
+    // One at a time, and with the count read inside: otherwise a slow thread could put the answer
+    // for an old count beside a newer count, and the site would keep it.
     const std::lock_guard<std::mutex> lock(State().mSiteMutex);
     const std::int32_t count = TraceChangeCount();
     const bool enabled = TraceEnabled(inCategory, inLevel, true);

@@ -34,12 +34,19 @@ void Join(std::vector<std::thread>& ioThreads)
         thread.join();
 }
 
+// Gives whoever takes the callee away time to do it too early.
+bool IsAliveAtTheEnd(const std::atomic<bool>& inAlive)
+{
+    std::this_thread::yield();
+    return inAlive;
+}
+
 TEST(DebugStress, ACachedValueNeverGoesBackAndEndsAtTheLastSetting)
 {
     constexpr int kLast = 20000;
     const CachedDatabaseValue<int> value("Test.Stress", 0);
     std::atomic<bool> done{false};
-    std::atomic<int> steps_back{0};
+    std::atomic<int> stepsBack{0};
     std::vector<std::thread> readers = RunInThreads(
         [&]
         {
@@ -47,7 +54,7 @@ TEST(DebugStress, ACachedValueNeverGoesBackAndEndsAtTheLastSetting)
             while (!done)
             {
                 const int read = value.Get();
-                steps_back += read < seen ? 1 : 0;
+                stepsBack += read < seen ? 1 : 0;
                 seen = read;
             }
         });
@@ -58,7 +65,7 @@ TEST(DebugStress, ACachedValueNeverGoesBackAndEndsAtTheLastSetting)
     done = true;
     Join(readers);
 
-    EXPECT_EQ(0, steps_back);
+    EXPECT_EQ(0, stepsBack);
     EXPECT_EQ(kLast, value);
     DebugDatabase::Instance().RemoveEntry("Test.Stress");
 }
@@ -112,7 +119,7 @@ TEST(DebugStress, NoReportRunsInASourceThatHasBeenTakenAway)
     {
         std::atomic<bool> alive{true};
         qelcore::debug::RegisterDebugMonitorCallback("Test.Stress", [&](UTF16StringStream&)
-                                                     { late += alive ? 0 : 1; });
+                                                     { late += IsAliveAtTheEnd(alive) ? 0 : 1; });
         if (round % 2 == 0)
             std::this_thread::yield();
         qelcore::debug::UnregisterDebugMonitorCallback("Test.Stress");
@@ -139,7 +146,8 @@ TEST(DebugStress, NoLineReachesASinkThatHasBeenReplaced)
     for (int round = 0; round < kRounds; ++round)
     {
         std::atomic<bool> alive{true};
-        qelcore::debug::SetTraceSink([&](const std::string&) { late += alive ? 0 : 1; });
+        qelcore::debug::SetTraceSink([&](const std::string&)
+                                     { late += IsAliveAtTheEnd(alive) ? 0 : 1; });
         qelcore::debug::SetTraceSink(qelcore::debug::TraceSink());
         alive = false;
     }
