@@ -9,6 +9,7 @@
 #include <RiverKit/RKInitializer.h>
 #include <RiverKit/RKMediaManager.h>
 
+#include "BuiltImporter.h"
 #include "ContactSheet.h"
 #include "HostError.h"
 #include "HostFixture.h"
@@ -45,13 +46,6 @@ public:
     std::function<void(int)> mOnFrame;
 };
 
-/// Loads the importer of this build; the test's own folder has none beside it.
-RKHost::ImporterModule LoadImporter()
-{
-    setenv("RKHOST_IMPORTER", RKHOST_TEST_IMPORTER, 1);
-    return RKHost::ImporterModule::Load();
-}
-
 class PlayerTest : public testing::Test
 {
 protected:
@@ -70,7 +64,7 @@ protected:
     RKHost::EventLoop mLoop;
     RK::Initializer mLibrary;
     RKHost::FrameCache mCache;
-    RKHost::ImporterModule mImporter = LoadImporter();
+    RKHost::ImporterModule mImporter = LoadBuiltImporter();
     std::string mFirst;
     std::vector<int> mAll;
 };
@@ -172,7 +166,7 @@ Frame PlainFrame(std::uint32_t inWidth, std::uint32_t inHeight, std::uint8_t inG
 class ContactSheetTest : public testing::Test
 {
 protected:
-    RKHost::ImporterModule mImporter = LoadImporter();
+    RKHost::ImporterModule mImporter = LoadBuiltImporter();
     ContactSheet mSheet{mImporter};
 };
 

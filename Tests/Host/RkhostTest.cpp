@@ -407,6 +407,7 @@ TEST_F(RkhostTest, TheConsoleListsTheCommandsOfTheLibrary)
     const Ended ended = Run({"console", "help"});
     EXPECT_EQ(0, ended.mCode);
     EXPECT_THAT(ended.mOutput, HasSubstr("RK.PurgeMediaManager <bytes> - Purges <bytes>"));
+    EXPECT_THAT(ended.mOutput, HasSubstr("RK.StressMediaVector - Stress the MediaVector"));
 }
 
 TEST_F(RkhostTest, TheConsoleRunsEachArgumentAsALine)
