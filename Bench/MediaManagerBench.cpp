@@ -126,18 +126,12 @@ public:
     void Apply()
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        for (const Event& event : mEvents)
-        {
-            if (event.isAdd)
-                mList.AddAt(event.item.id, event.item.time);
-            else
-                mList.TouchAt(event.item.id, event.item.time);
-        }
-        mEvents.clear();
+        ApplyLocked();
     }
     void FlushAll()
     {
-        Apply();
+        const std::lock_guard<std::mutex> lock(mMutex);
+        ApplyLocked();
         mList.FlushAll();
     }
 
@@ -147,6 +141,17 @@ private:
         bool isAdd;
         PeerItem item;
     };
+    void ApplyLocked()
+    {
+        for (const Event& event : mEvents)
+        {
+            if (event.isAdd)
+                mList.AddAt(event.item.id, event.item.time);
+            else
+                mList.TouchAt(event.item.id, event.item.time);
+        }
+        mEvents.clear();
+    }
     void Push(std::uint64_t inID, bool inIsAdd)
     {
         const auto now = std::chrono::steady_clock::now();

@@ -142,7 +142,7 @@ void MediaManager::RegisterEntry(Event& ioEvent, bool inPriorityZero)
     WeightMap& weights = inPriorityZero ? mPriorityZeroWeightMap : mWeightMap;
     IDMap& ids = inPriorityZero ? mPriorityZeroIDMap : mIDMap;
     ID id = ioEvent.ID();
-    id.map = ioEvent.map;
+    id.map.swap(ioEvent.map);
     Weight weight;
     weight.size = ioEvent.size;
     weight.mediaID = id.mediaID;
@@ -156,20 +156,25 @@ void MediaManager::RegisterEntry(Event& ioEvent, bool inPriorityZero)
     if (otherIDs.find(id) != otherIDs.end())
         return; // registered already, with a priority or size of the other kind
 
-    const auto inserted = weights.emplace(weight, id);
-    if (!inserted.second)
+    // Most items are younger than all others and have the highest number: the end is the place to try.
+    const std::size_t weightsBefore = weights.size();
+    const std::size_t idsBefore = ids.size();
+    const auto inserted = weights.emplace_hint(weights.end(), weight, id);
+    if (weights.size() == weightsBefore)
         return;
     try
     {
-        if (ids.emplace(std::move(id), weight).second)
-            return AddToSums(weight, inPriorityZero);
+        ids.emplace_hint(ids.end(), std::move(id), weight);
     }
     catch (...)
     {
-        weights.erase(inserted.first);
+        weights.erase(inserted);
         throw;
     }
-    weights.erase(inserted.first); // registered already: the first registration stands
+    if (ids.size() != idsBefore)
+        AddToSums(weight, inPriorityZero);
+    else
+        weights.erase(inserted); // registered already: the first registration stands
 }
 
 void MediaManager::TouchEntry(const Event& inEvent)
