@@ -229,6 +229,7 @@ TEST(MediaCacheStress, ClientsAndPurgesMayWorkAtTheSameTime)
         for (std::thread& client : clients)
             client.join();
     }
+    forgetful->PurgeAll();
     EXPECT_EQ(0, wrong.load());
     EXPECT_EQ(0, alive.load());
 }
@@ -293,6 +294,7 @@ TEST(MediaMapStress, ClientsAndPurgesMayWorkAtTheSameTimeAndProtectedItemsStay)
         for (std::thread& client : clients)
             client.join();
     }
+    forgetful->PurgeAll(); // forgets the protected one too, though it stays
     EXPECT_EQ(0, wrong.load());
     Block block;
     EXPECT_TRUE(map->Find(kept, block));
@@ -392,6 +394,32 @@ TEST(MediaVectorStress, AddsAndRemovesOfASlotAlternateAndNobodyIsLeftAtWork)
     EXPECT_EQ(0, balancing->wrong.load());
     for (std::size_t i = 0; i < kSlots; ++i)
         EXPECT_EQ(balancing->Registered(i) == 1 ? 0x80000000u : 0u, vector->State(i));
+}
+
+TEST(MediaVectorStress, OfManyWhoClearASlotAtATimeOneTellsTheManager)
+{
+    BalancingManager* const balancing = new BalancingManager(1);
+    const RK::IMediaManagerRef manager(balancing);
+    const ZOR::InterfaceRef<InspectedVector, RK::IMediaMap> vector(new InspectedVector(1, manager));
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+    {
+        threads.emplace_back(
+            [&]
+            {
+                for (int i = 0; i < 200000; ++i)
+                {
+                    vector->Write(0, 3, [](Slot&) { return RK::Size(100); });
+                    vector->Clear(0);
+                }
+            });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(0, balancing->wrong.load());
+    EXPECT_EQ(0u, vector->State(0));
+    EXPECT_EQ(0, balancing->Registered(0));
 }
 
 TEST(MediaVectorStress, OneWriterAtATimeFillsASlotAlsoUnderFlushes)

@@ -301,6 +301,17 @@ TEST_F(MediaVectorTest, ThePurgeLockIsACount)
     EXPECT_FALSE(mVector->IsNonPurgeable(0));
 }
 
+TEST_F(MediaVectorTest, APurgeLockCountedBelowZeroProtectsNothing)
+{
+    Write(0);
+
+    mVector->MakePurgeable(0);
+    EXPECT_FALSE(mVector->IsNonPurgeable(0));
+
+    mVector->MakeNonPurgeable(0); // makes up for it, and no more
+    EXPECT_FALSE(mVector->IsNonPurgeable(0));
+}
+
 TEST_F(MediaVectorTest, AFlushThatEmptiesTheSlotTakesThePurgeLockAway)
 {
     Write(0);

@@ -159,8 +159,8 @@ TEST_F(DecodeQueueCancel, RequestsAreToldApartByAddressAlsoIfTheyShareOneOwner)
         ScriptedRequest a, b;
     };
     const auto pair = boost::make_shared<Pair>();
-    const ScriptedRequestPtr a(pair, &pair->a);
-    const ScriptedRequestPtr b(pair, &pair->b);
+    const ScriptedRequestPtr a = Made(ScriptedRequestPtr(pair, &pair->a));
+    const ScriptedRequestPtr b = Made(ScriptedRequestPtr(pair, &pair->b));
     a->name = "a";
     b->name = "b";
     a->log = b->log = &mLog;

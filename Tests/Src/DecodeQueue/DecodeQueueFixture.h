@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <boost/make_shared.hpp>
+#include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
 
 #include "RiverKit/RKDecodeQueue.h"
@@ -67,6 +68,15 @@ public:
         once(inStatus);
     }
 
+    /// Drops all that may hold the request itself, and what the test has lent it.
+    void Forget()
+    {
+        log = nullptr;
+        CompletionFunction dropped;
+        dropped.swap(completion);
+        onInitiate = onProcess = onCancel = nullptr;
+    }
+
 private:
     static void Run(const std::function<void()>& inFunction)
     {
@@ -99,18 +109,36 @@ protected:
     boost::shared_ptr<ManualExecutor> mOwn = boost::make_shared<ManualExecutor>(8);
     Log mLog;
 
+    // A request whose I/O never ends holds its completion, which holds the request; and a job that
+    // never runs holds its view on an executor, which holds the executor.
+    ~DecodeQueueFixture() override
+    {
+        for (const auto& made : mMade)
+        {
+            if (const ScriptedRequestPtr request = made.lock())
+                request->Forget();
+        }
+        RunAll();
+    }
     RK::DecodeQueuePtr Create(int inMaxCPUCost, int inMaxIOCost, bool inUsePriority = false)
     {
         return RK::CreateDecodeQueue(mOwn, inMaxCPUCost, inMaxIOCost, inUsePriority);
     }
     ScriptedRequestPtr Request(const std::string& inName, int inIOCost = 1, int inCPUCost = 1)
     {
-        const auto request = boost::make_shared<ScriptedRequest>();
+        const auto request = Made(boost::make_shared<ScriptedRequest>());
         request->name = inName;
         request->log = &mLog;
         request->ioCost = inIOCost;
         request->cpuCost = inCPUCost;
         return request;
+    }
+    /// Has a request cleaned up at the end of the test.
+    template <class Request>
+    boost::shared_ptr<Request> Made(const boost::shared_ptr<Request>& inRequest)
+    {
+        mMade.push_back(inRequest);
+        return inRequest;
     }
     ScriptedRequestPtr Prioritised(int inPriority)
     {
@@ -137,6 +165,9 @@ protected:
         log.swap(mLog);
         return log;
     }
+
+private:
+    std::vector<boost::weak_ptr<ScriptedRequest>> mMade;
 };
 
 } // namespace Testing

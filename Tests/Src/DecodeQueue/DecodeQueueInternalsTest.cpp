@@ -406,7 +406,7 @@ protected:
 
     boost::shared_ptr<LockProbe> Probe(const std::string& inName)
     {
-        const auto probe = boost::make_shared<LockProbe>();
+        const auto probe = Made(boost::make_shared<LockProbe>());
         probe->name = inName;
         probe->priority = -mProbes++; // in order of making
         probe->log = &mLog;
@@ -525,7 +525,7 @@ TEST_F(DecodeQueueLocks, RequestsAreDestroyedWithoutTheLock)
     int destroyed = 0;
     const auto queueDying = [&](int inInitiateResult)
     {
-        const auto request = boost::make_shared<Dying>();
+        const auto request = Made(boost::make_shared<Dying>());
         request->queue = mQueue.get();
         request->locked = &locked;
         request->destroyed = &destroyed;
