@@ -29,7 +29,7 @@ void TrimTo(String& ioText, std::size_t inLength)
         ioText.shrink_to_fit();
 }
 
-/// onBad(place, decoded, position) writes what stands for a malformed sequence, at most as many units
+/// onBad(place, bad, position) writes what stands for a malformed sequence, at most as many units
 /// as it has bytes, and returns the place behind.
 template <class OnBad>
 UTF16String Decode(const char* inText, std::size_t inLength, const OnBad& onBad)
@@ -46,13 +46,28 @@ UTF16String Decode(const char* inText, std::size_t inLength, const OnBad& onBad)
             i += ascii;
             continue;
         }
-        const DecodedUTF8 decoded = DecodeUTF8(bytes + i, inLength - i);
-        place = decoded.error == ConversionErrorCode::kNone ? PutUTF16(place, decoded.codePoint)
-                                                            : onBad(place, decoded, i);
-        i += decoded.length;
+        char32_t codePoint = 0;
+        if (const std::size_t length = DecodeUTF8(bytes + i, inLength - i, codePoint))
+        {
+            place = PutUTF16(place, codePoint);
+            i += length;
+            continue;
+        }
+        const MalformedUTF8 bad = DiagnoseUTF8(bytes + i, inLength - i);
+        place = onBad(place, bad, i);
+        i += bad.length;
     }
     TrimTo(text, static_cast<std::size_t>(place - text.data()));
     return text;
+}
+
+template <std::size_t kUnits>
+std::size_t CountBytesBeyondOne(const char16_t* inUnits)
+{
+    std::uint16_t count = 0; // as wide as the units, so that the compiler counts them side by side
+    for (std::size_t i = 0; i < kUnits; ++i)
+        count = static_cast<std::uint16_t>(count + (inUnits[i] >= 0x80) + (inUnits[i] >= 0x800));
+    return count;
 }
 
 /// @return the bytes that the text becomes; more where it has pairs of surrogates, which are counted
@@ -60,8 +75,11 @@ UTF16String Decode(const char* inText, std::size_t inLength, const OnBad& onBad)
 std::size_t EncodedLengthLimit(const UTF16String& inText)
 {
     std::size_t length = inText.size();
-    for (const char16_t unit : inText)
-        length += (unit >= 0x80 ? 1u : 0u) + (unit >= 0x800 ? 1u : 0u);
+    std::size_t i = 0;
+    for (; inText.size() - i >= kAsciiBlock; i += kAsciiBlock)
+        length += CountBytesBeyondOne<kAsciiBlock>(inText.data() + i);
+    for (; i < inText.size(); ++i)
+        length += CountBytesBeyondOne<1>(inText.data() + i);
     return length;
 }
 
@@ -136,7 +154,7 @@ UTF16String UTF8to16(const char* inText, std::size_t inLength, ConversionError* 
     if (outError)
         *outError = ConversionError();
     return Decode(inText, inLength,
-                  [outError](char16_t* outPlace, const DecodedUTF8& inBad, std::size_t inPosition)
+                  [outError](char16_t* outPlace, const MalformedUTF8& inBad, std::size_t inPosition)
                   {
                       Note(outError, inBad.error, inPosition);
                       return PutUTF16(outPlace, kReplacementCharacter);
@@ -166,7 +184,7 @@ UTF16String NarrowToUTF16(std::string_view inText, ConversionError* outError)
 UTF16String FileNameToUTF16(std::string_view inBytes)
 {
     return Decode(inBytes.data(), inBytes.size(),
-                  [inBytes](char16_t* outPlace, const DecodedUTF8& inBad, std::size_t inPosition)
+                  [inBytes](char16_t* outPlace, const MalformedUTF8& inBad, std::size_t inPosition)
                   {
                       for (const char byte : inBytes.substr(inPosition, inBad.length))
                           *outPlace++ = static_cast<char16_t>(kEscapedByte +

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "qelcore/TextConversion.h"
 
@@ -29,17 +32,47 @@ constexpr char32_t JoinSurrogates(char16_t inHigh, char16_t inLow) noexcept
     return 0x10000 + ((inHigh & 0x3FFu) << 10) + (inLow & 0x3FFu);
 }
 
-struct DecodedUTF8
+constexpr bool IsContinuation(unsigned char inByte) noexcept
 {
-    char32_t codePoint;
-    std::size_t length; // bytes consumed; of a malformed sequence, those that began well
+    return (inByte & 0xC0) == 0x80;
+}
+
+/// Decodes the sequence that begins with a byte of 0x80 or more. @param inLength  at least 1.
+/// @return how many bytes it has; 0 if it is malformed.
+inline std::size_t DecodeUTF8(const unsigned char* inText, std::size_t inLength,
+                              char32_t& outCodePoint) noexcept
+{
+    const unsigned char lead = inText[0];
+    if (lead < 0xE0)
+    {
+        if (lead < 0xC2 || inLength < 2 || !IsContinuation(inText[1]))
+            return 0;
+        outCodePoint = ((lead & 0x1Fu) << 6) | (inText[1] & 0x3Fu);
+        return 2;
+    }
+    if (lead < 0xF0)
+    {
+        if (inLength < 3 || !IsContinuation(inText[1]) || !IsContinuation(inText[2]))
+            return 0;
+        const char32_t c =
+            ((lead & 0x0Fu) << 12) | ((inText[1] & 0x3Fu) << 6) | (inText[2] & 0x3Fu);
+        outCodePoint = c;
+        return c < 0x800 || (c >= 0xD800 && c <= 0xDFFF) ? 0 : 3;
+    }
+    if (lead > 0xF4 || inLength < 4 || !IsContinuation(inText[1]) || !IsContinuation(inText[2]) ||
+        !IsContinuation(inText[3]))
+        return 0;
+    const char32_t c = ((lead & 0x07u) << 18) | ((inText[1] & 0x3Fu) << 12) |
+                       ((inText[2] & 0x3Fu) << 6) | (inText[3] & 0x3Fu);
+    outCodePoint = c;
+    return c < 0x10000 || c > 0x10FFFF ? 0 : 4;
+}
+
+struct MalformedUTF8
+{
+    std::size_t length; // bytes that could have begun a sound sequence; at least 1
     ConversionErrorCode error;
 };
-
-inline DecodedUTF8 MalformedUTF8(std::size_t inLength, ConversionErrorCode inError) noexcept
-{
-    return {0, inLength, inError};
-}
 
 /// What is wrong with a second byte that continues, if anything: it alone decides on overlong forms,
 /// surrogates, and the end of Unicode.
@@ -54,29 +87,25 @@ inline ConversionErrorCode JudgeSecondByte(unsigned char inLead, unsigned char i
     return ConversionErrorCode::kNone;
 }
 
-/// Decodes the sequence that begins with a byte of 0x80 or more. @param inLength  at least 1.
-inline DecodedUTF8 DecodeUTF8(const unsigned char* inText, std::size_t inLength) noexcept
+/// Tells what is wrong with a sequence that DecodeUTF8 refused.
+inline MalformedUTF8 DiagnoseUTF8(const unsigned char* inText, std::size_t inLength) noexcept
 {
     const unsigned char lead = inText[0];
     if (lead < 0xC2 || lead > 0xF7)
-        return MalformedUTF8(1, ConversionErrorCode::kInvalidByte);
+        return {1, ConversionErrorCode::kInvalidByte};
     if (lead > 0xF4)
-        return MalformedUTF8(1, ConversionErrorCode::kOutOfRange);
-    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    char32_t codePoint = lead & (0x7Fu >> length);
-    for (std::size_t i = 1; i < length; ++i)
+        return {1, ConversionErrorCode::kOutOfRange};
+    std::size_t i = 1;
+    for (; i < inLength; ++i)
     {
-        if (i == inLength)
-            return MalformedUTF8(i, ConversionErrorCode::kTruncated);
-        if ((inText[i] & 0xC0) != 0x80)
-            return MalformedUTF8(i, ConversionErrorCode::kInvalidByte);
+        if (!IsContinuation(inText[i]))
+            return {i, ConversionErrorCode::kInvalidByte};
         const ConversionErrorCode error =
             i == 1 ? JudgeSecondByte(lead, inText[1]) : ConversionErrorCode::kNone;
         if (error != ConversionErrorCode::kNone)
-            return MalformedUTF8(1, error);
-        codePoint = (codePoint << 6) | (inText[i] & 0x3Fu);
+            return {1, error};
     }
-    return {codePoint, length, ConversionErrorCode::kNone};
+    return {i, ConversionErrorCode::kTruncated};
 }
 
 /// Writes one or two units. @return the place behind them.
@@ -123,28 +152,67 @@ Byte* PutUTF8(Byte* outText, char32_t inCodePoint) noexcept
     return outText;
 }
 
+// Blocks of a fixed size: the compiler keeps such arrays in vector registers.
 constexpr std::size_t kAsciiBlock = 16; // units; two registers of 128 bits on the wider side
+constexpr std::size_t kSmallAsciiBlock = 8;
+
+/// How many of eight units are ASCII before the first that is none.
+template <class In>
+std::size_t CountAsciiOfEight(const In* inUnits) noexcept
+{
+    constexpr std::size_t kPerWord = sizeof(std::uint64_t) / sizeof(In);
+    constexpr std::uint64_t kOthers =
+        sizeof(In) == 1 ? 0x8080808080808080u : 0xFF80FF80FF80FF80u; // bits that no ASCII unit has
+    std::size_t count = 0;
+    for (; count < kSmallAsciiBlock; count += kPerWord)
+    {
+        std::uint64_t word = 0;
+        std::memcpy(&word, inUnits + count, sizeof word);
+        if (word &= kOthers; word == 0)
+            continue;
+        const int bits = std::endian::native == std::endian::little ? std::countr_zero(word)
+                                                                    : std::countl_zero(word);
+        return count + static_cast<std::size_t>(bits) / (8 * sizeof(In));
+    }
+    return count;
+}
 
 /// Copies the ASCII that inText begins with, to units of another width.
-/// @return how many units there were. Room for inLength must be at outText.
+/// @return how many units there were. Room for inLength must be at outText; what lies in it behind those
+///         units may be overwritten.
 template <class Out, class In>
 std::size_t CopyAscii(const In* inText, std::size_t inLength, Out* outText) noexcept
 {
     std::size_t done = 0;
-    // Copies of a fixed size, so that the compiler keeps both arrays in vector registers.
-    for (In block[kAsciiBlock]; inLength - done >= kAsciiBlock; done += kAsciiBlock)
+    const auto copyBlock = [&]<std::size_t kUnits>(std::integral_constant<std::size_t, kUnits>)
     {
+        In block[kUnits];
+        Out copy[kUnits];
         std::memcpy(block, inText + done, sizeof block);
         In all = 0;
-        Out copy[kAsciiBlock];
-        for (std::size_t i = 0; i < kAsciiBlock; ++i)
+        for (std::size_t i = 0; i < kUnits; ++i)
         {
             all = static_cast<In>(all | block[i]);
             copy[i] = static_cast<Out>(block[i]);
         }
-        if (all >= 0x80)
-            break;
         std::memcpy(outText + done, copy, sizeof copy);
+        return all < 0x80;
+    };
+    // Runs are often short, so that a block of 16 is not the first thing to try.
+    if (inLength >= kSmallAsciiBlock)
+    {
+        if (!copyBlock(std::integral_constant<std::size_t, kSmallAsciiBlock>()))
+            return CountAsciiOfEight(inText);
+        done = kSmallAsciiBlock;
+    }
+    while (inLength - done >= kAsciiBlock &&
+           copyBlock(std::integral_constant<std::size_t, kAsciiBlock>()))
+        done += kAsciiBlock;
+    while (inLength - done >= kSmallAsciiBlock)
+    {
+        if (!copyBlock(std::integral_constant<std::size_t, kSmallAsciiBlock>()))
+            return done + CountAsciiOfEight(inText + done);
+        done += kSmallAsciiBlock;
     }
     for (; done < inLength && inText[done] < 0x80; ++done)
         outText[done] = static_cast<Out>(inText[done]);
