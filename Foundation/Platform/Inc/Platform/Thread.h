@@ -12,8 +12,8 @@ void SetCurrentThreadName(const char* inName) noexcept;
 /// The kernel's number of the calling thread, the one that debuggers and /proc show.
 std::uint64_t CurrentThreadID() noexcept;
 
-/// How many processors the calling process may use, by its affinity and by the processor quota of its
-/// control groups (a quota of one and a half processors counts as two); at least 1.
+/// How many processors the calling process may use, by its affinity; at least 1. The processor quota of
+/// control groups does not count: it limits time, and not how many run at a time.
 int UsableProcessorCount();
 
 } // namespace Platform
