@@ -42,7 +42,7 @@ fetch() {
   # npm keeps everything that it writes below the build folder.
   if ! npm_config_cache=$work/npm npm_config_update_notifier=false npm_config_fund=false \
     npm_config_fetch_retries=1 npm_config_fetch_timeout=60000 \
-    timeout 180 npm pack --silent --pack-destination "$work" "$package@$version" \
+    timeout 180 npm pack --loglevel=error --pack-destination "$work" "$package@$version" \
     </dev/null >/dev/null 2>"$work/npm.log"; then
     echo "npm could not fetch it ($work/npm.log tells why)."
     return 1

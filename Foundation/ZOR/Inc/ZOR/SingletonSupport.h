@@ -101,7 +101,17 @@ private:
     };
     struct Destroyer
     {
-        ~Destroyer() { delete sCriticalSection.exchange(nullptr); }
+        // A mutex that another thread holds while the process ends is left to the system.
+        ~Destroyer()
+        {
+            qelcore::threads::RecursiveMutex* const mutex = sCriticalSection.exchange(nullptr);
+            if (mutex == nullptr)
+                return;
+            if (!mutex->TryLock("ZOR::SingletonSupport::Destroyer"))
+                return;
+            mutex->Unlock();
+            delete mutex;
+        }
     };
 
     static void MakeIfAbsent()

@@ -132,16 +132,18 @@ TEST_F(MainThreadTest, RunForRunsWhatBecomesDueMeanwhile)
 
 TEST_F(MainThreadTest, RunUntilStoppedEndsWhenAnotherThreadSaysSo)
 {
-    std::thread other(
-        [this]
-        {
-            Count();
-            mMain->Flush(); // the main thread is driven
-            EXPECT_EQ(1, mCount.load());
-            StopMainThread();
-        });
+    std::thread other;
+    const auto untilDriven = [this]
+    {
+        Count();
+        mMain->Flush();
+        EXPECT_EQ(1, mCount.load());
+        StopMainThread();
+    };
+    // Begun by a job, so that the main thread is driven by then: a Flush before that waits for nothing.
+    mMain->Post([&] { other = std::thread(untilDriven); }, 0);
 
-    EXPECT_EQ(1, RunMainThreadUntilStopped());
+    EXPECT_EQ(2, RunMainThreadUntilStopped());
     other.join();
 }
 
