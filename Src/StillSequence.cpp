@@ -269,7 +269,8 @@ void StillSequence::GeneratePaddedNumberString(long long inNumber, int inWidth, 
 bool StillSequence::IncrementClassicStillSequencePath(const UTF16String& inPath,
                                                       UTF16String& outPath, int inN) const
 {
-    const UTF16String path = inPath; // outPath may be the same
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): outPath may be the same object
+    const UTF16String path = inPath;
     if (inN == 0)
     {
         outPath = path;

@@ -32,10 +32,12 @@ int SignedOverflow()
 int DataRace()
 {
     int counter = 0;
-    std::thread other([&counter] {
-        for (int i = 0; i < 100000; ++i)
-            ++counter;
-    });
+    std::thread other(
+        [&counter]
+        {
+            for (int i = 0; i < 100000; ++i)
+                ++counter;
+        });
     for (int i = 0; i < 100000; ++i)
         ++counter;
     other.join();

@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <functional>
+#include <sstream>
+#include <string>
 
 #include <grp.h>
 #include <sched.h>
@@ -54,17 +57,33 @@ inline int RunWithoutRights(const std::function<int()>& inWork)
         });
 }
 
-/// Whether this process may mount in a namespace of its own.
-inline bool CanMount()
-{
-    return RunInChild([] { return unshare(CLONE_NEWNS) == 0 ? 0 : 1; }) == 0;
-}
-
 /// Makes the mounts of this process, a child, its own: nobody else sees those that follow.
 inline bool EnterPrivateMounts()
 {
     return unshare(CLONE_NEWNS) == 0 &&
            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+/// Whether this process may mount in a namespace of its own.
+inline bool CanMount()
+{
+    return RunInChild([] { return EnterPrivateMounts() ? 0 : 1; }) == 0;
+}
+
+/// Whether the mount table has the volume of "/". In a bare chroot it has not.
+inline bool RootIsAMountPoint()
+{
+    std::ifstream table("/proc/self/mountinfo");
+    for (std::string line; std::getline(table, line);)
+    {
+        std::istringstream fields(line);
+        std::string field;
+        for (int i = 0; i < 5; ++i)
+            fields >> field;
+        if (field == "/")
+            return true;
+    }
+    return false;
 }
 
 } // namespace Testing
@@ -74,5 +93,14 @@ inline bool EnterPrivateMounts()
     do                                                                                             \
     {                                                                                              \
         if (!::Testing::CanMount())                                                                \
-            GTEST_SKIP() << "needs the right to mount in a namespace of its own (CAP_SYS_ADMIN)";  \
+            GTEST_SKIP() << "needs the right to mount in a namespace of its own (CAP_SYS_ADMIN, "  \
+                            "and a root folder that is a mount point)";                            \
+    } while (false)
+
+/// Skips the test where files have no volume in the mount table.
+#define RK_NEEDS_A_ROOT_VOLUME()                                                                   \
+    do                                                                                             \
+    {                                                                                              \
+        if (!::Testing::RootIsAMountPoint())                                                       \
+            GTEST_SKIP() << "needs a root folder that is a mount point, unlike a bare chroot's";   \
     } while (false)

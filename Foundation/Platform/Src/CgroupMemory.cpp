@@ -185,9 +185,10 @@ void CgroupMemory::FindLevels(const std::string& inMembership)
 void CgroupMemory::AddLevels(const std::string& inMountPoint, const std::string& inRelative,
                              bool inVersion1)
 {
+    const std::string top = mRoot + inMountPoint;
     for (std::string relative = inRelative;; relative.resize(relative.rfind('/')))
     {
-        mLevels.push_back(std::make_unique<Level>(mRoot + inMountPoint + relative, inVersion1));
+        mLevels.push_back(std::make_unique<Level>(top + relative, inVersion1));
         if (relative.empty() || relative[0] != '/')
             return;
     }

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "Foundation/Platform/Src/LinuxVolumeTable.h"
+#include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
 
 namespace
@@ -220,6 +221,7 @@ TEST(FileSystemTypes, DisksAndMemoryAreLocalAndServersAreNot)
 
 TEST(RealVolumeTable, TheVolumeOfTheTemporaryFolderIsInTheTable)
 {
+    RK_NEEDS_A_ROOT_VOLUME();
     const Testing::TemporaryFolder folder;
     Mount mount;
     VolumeSpace space;

@@ -15,6 +15,9 @@ constexpr Result kResult_OK = 0;
 constexpr Result kResult_GeneralFailure = static_cast<Result>(0xA00F0001u);
 
 /// @return true if inResult is a failure.
-constexpr bool Failed(Result inResult) noexcept { return inResult < 0; }
+constexpr bool Failed(Result inResult) noexcept
+{
+    return inResult < 0;
+}
 
 } // namespace qelcore

@@ -180,6 +180,7 @@ TEST_F(FileUtilsTest, TheVolumeOfAFolderHasASizeAndNoMoreFreeThanThat)
 
 TEST_F(FileUtilsTest, TheVolumeOfWhatIsNotThereYetIsThatOfTheFolderAbove)
 {
+    RK_NEEDS_A_ROOT_VOLUME();
     UTF16String there, missing;
     ASSERT_TRUE(FileUtils::GetVolumePath(At("."), there));
     ASSERT_TRUE(FileUtils::GetVolumePath(At("none/of/this"), missing));
