@@ -33,7 +33,8 @@ bool PoolState::PostNow(AsyncExecutor::Callable&& ioCallable)
         if (mStopped || !EnsureThread())
             return false;
         Push(std::move(ioCallable));
-        wake = mSleeping > 0;
+        wake = mSleeping > mWaking;
+        mWaking += wake ? 1 : 0;
     }
     if (wake)
         mWork.NotifyOne();
@@ -219,6 +220,7 @@ bool PoolState::TakeJob(Worker& ioWorker, Job& outJob)
         ++mSleeping;
         mWork.Wait(mMutex);
         --mSleeping;
+        mWaking -= mWaking > 0 ? 1 : 0;
     }
     mQueue.PopInto(outJob);
     ioWorker.mRunning = outJob.mTicket;

@@ -78,6 +78,10 @@ private:
     bool mStopped RK_GUARDED_BY(mMutex) = false;
     int mIdle RK_GUARDED_BY(mMutex) = 0;     // threads without a job, those about to start included
     int mSleeping RK_GUARDED_BY(mMutex) = 0; // of these, the ones that wait for mWork
+    // Of the sleeping, those that were called and have not got the mutex yet; never more than really
+    // Of the sleeping, those that were called and have not got the mutex yet: to call them again would
+    // cost a system call a post. Perhaps fewer than really are, and never more.
+    int mWaking RK_GUARDED_BY(mMutex) = 0;
     int mFlushing RK_GUARDED_BY(mMutex) = 0;
     std::list<Worker> mWorkers RK_GUARDED_BY(mMutex); // one for each thread ever started
     std::vector<std::thread> mThreads RK_GUARDED_BY(mMutex);
