@@ -108,9 +108,11 @@ struct MediaManagerProbe
         std::uint64_t purged = 0;
         m.PurgeForSize(weights, start, IDs(inPriorityZero), inFloor, purged);
     }
-    /// Whether the sums are those of the maps, and both nodes of each item hold the same.
+    /// Whether the sums are those of the maps, and both nodes of each item hold the same. A threaded
+    /// purge may still be under way.
     void ExpectConsistent(std::uint64_t inZeroSpaceLeftOver = 0) RK_NO_THREAD_SAFETY_ANALYSIS
     {
+        qelcore::threads::RecursiveMutex::ScopedLock lock(m.mMutex, "ExpectConsistent");
         std::uint64_t space = 0, zeroSpace = 0, handles = 0;
         for (const bool zero : {false, true})
         {
