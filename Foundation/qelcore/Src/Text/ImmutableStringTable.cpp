@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <bit>
-#include <mutex>
 #include <new>
 #include <thread>
 #include <type_traits>
 #include <utility>
 
+#include "qelcore/Mutex.h"
 #include "qelcore/SmallBlockAllocator.h"
 #include "qelcore/ThreadAnnotations.h"
 
@@ -31,34 +31,9 @@ namespace utility
 namespace
 {
 
+using threads::Lock;
+using threads::Mutex;
 using Entry = ImmutableStringTable::Entry;
-
-// std::mutex, with the annotations that the standard library lacks.
-class RK_CAPABILITY("mutex") Mutex
-{
-public:
-    void Lock() RK_ACQUIRE() { mMutex.lock(); }
-    void Unlock() RK_RELEASE() { mMutex.unlock(); }
-
-private:
-    std::mutex mMutex;
-};
-
-class RK_SCOPED_CAPABILITY Lock
-{
-public:
-    explicit Lock(Mutex& inMutex) RK_ACQUIRE(inMutex)
-        : mMutex(inMutex)
-    {
-        mMutex.Lock();
-    }
-    ~Lock() RK_RELEASE() { mMutex.Unlock(); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-private:
-    Mutex& mMutex;
-};
 
 /// What stands in a slot whose entry was removed; nobody looks into it.
 Entry* RemovedMark() noexcept
