@@ -5,6 +5,7 @@
 
 #include "Commands/StressMediaVector.h"
 #include "LoadOrder.h"
+#include "MediaManager/FileBuffer.h"
 #include "MediaManager/MediaManager.h"
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
@@ -40,6 +41,12 @@ struct Step
     void (*mRun)();
 };
 
+void InstallFileBufferFactory()
+{
+    ZOR::Foundation::SetFileBufferFactory(ZOR::QueryInterface<ZOR::IFileBufferFactory>(
+        FileBufferFactory::Singleton::CreateClassRef()));
+}
+
 void RemoveFileBufferFactory()
 {
     ZOR::Foundation::SetFileBufferFactory(nullptr);
@@ -62,7 +69,7 @@ constexpr Step kStartSteps[] = {
     {"RK::MediaManager::Startup", &MediaManager::Startup},
     // RK::DirectoryChangeMonitor::Initialize
     // RK::SDKSupport::Initialize
-    // installation of the file buffer factory
+    {"InstallFileBufferFactory", &InstallFileBufferFactory},
     // RK::VolumeUtilities::Startup
     {"RegisterStressMediaVector", &RegisterStressMediaVector},
 };

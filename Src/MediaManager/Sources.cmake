@@ -1,5 +1,6 @@
 # MediaManager.cpp stands in Src/Sources.cmake: it is set up at load time, and these are not.
 target_sources(RiverKit PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/FileBuffer.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaEventRing.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaItem.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaManagerBudget.cpp

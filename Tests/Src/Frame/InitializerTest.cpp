@@ -27,7 +27,7 @@ using Steps = std::vector<std::string>;
 
 // What exists so far of the promised lists.
 const Steps kStart = {"ZOR::Foundation::Initialize", "RK::MediaManager::Startup",
-                      "RegisterStressMediaVector"};
+                      "InstallFileBufferFactory", "RegisterStressMediaVector"};
 const Steps kStop = {"RemoveFileBufferFactory", "RK::MediaManager::Shutdown",
                      "ZOR::Foundation::Terminate"};
 

@@ -12,3 +12,5 @@ rk_add_tests(MediaManagerTests LABELS media-memory INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/ReserveTest.cpp)
 rk_add_tests(MediaManagerStressTests LABELS media-memory stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/StressTest.cpp)
+rk_add_tests(FileBufferTests LABELS files media-memory INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/FileBufferTest.cpp)
