@@ -10,6 +10,7 @@
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
 #include "ZOR/Impl.h"
+#include "ZORMessaging/Station.h"
 #include "qelcore/Console.h"
 #include "qelcore/RecursiveMutex.h"
 
@@ -64,7 +65,7 @@ void RegisterStressMediaVector()
 // place marked by a comment.
 constexpr Step kStartSteps[] = {
     {"ZOR::Foundation::Initialize", &ZOR::Foundation::Initialize},
-    // ZOR::Messaging::Initialize
+    {"ZOR::Messaging::Initialize", &ZOR::Messaging::Initialize},
     // RK::FileManager::Startup
     {"RK::MediaManager::Startup", &MediaManager::Startup},
     // RK::DirectoryChangeMonitor::Initialize
@@ -82,7 +83,7 @@ constexpr Step kStopSteps[] = {
     // RK::FileManager::Shutdown
     // RK::DirectoryChangeMonitor::Terminate
     // RK::SDKSupport::Terminate
-    // ZOR::Messaging::Terminate
+    {"ZOR::Messaging::Terminate", &ZOR::Messaging::Terminate},
     {"ZOR::Foundation::Terminate", &ZOR::Foundation::Terminate},
 };
 
