@@ -7,6 +7,7 @@
 #include "LoadOrder.h"
 #include "MediaManager/FileBuffer.h"
 #include "MediaManager/MediaManager.h"
+#include "RKFileManager.h"
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
 #include "ZOR/Impl.h"
@@ -66,7 +67,7 @@ void RegisterStressMediaVector()
 constexpr Step kStartSteps[] = {
     {"ZOR::Foundation::Initialize", &ZOR::Foundation::Initialize},
     {"ZOR::Messaging::Initialize", &ZOR::Messaging::Initialize},
-    // RK::FileManager::Startup
+    {"RK::FileManager::Startup", &FileManager::Startup},
     {"RK::MediaManager::Startup", &MediaManager::Startup},
     // RK::DirectoryChangeMonitor::Initialize
     // RK::SDKSupport::Initialize
@@ -80,7 +81,7 @@ constexpr Step kStopSteps[] = {
     // RK::VolumeUtilities::Shutdown
     // RK::DiskCacheManager::Shutdown, which is started on first use
     {"RK::MediaManager::Shutdown", &MediaManager::Shutdown},
-    // RK::FileManager::Shutdown
+    {"RK::FileManager::Shutdown", &FileManager::Shutdown},
     // RK::DirectoryChangeMonitor::Terminate
     // RK::SDKSupport::Terminate
     {"ZOR::Messaging::Terminate", &ZOR::Messaging::Terminate},

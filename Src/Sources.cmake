@@ -23,5 +23,7 @@ target_sources(RiverKit PRIVATE
   Src/LoadOrder.cpp
   Src/DecodeQueue.cpp
   Src/StillSequence.cpp
+  Src/FileManager/FileManager.cpp
+  Src/FileManager/FileManagerImpl.cpp
   )
 include(${CMAKE_CURRENT_LIST_DIR}/MediaManager/Sources.cmake)

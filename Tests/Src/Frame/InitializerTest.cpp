@@ -29,10 +29,11 @@ using Steps = std::vector<std::string>;
 
 // What exists so far of the promised lists.
 const Steps kStart = {"ZOR::Foundation::Initialize", "ZOR::Messaging::Initialize",
-                      "RK::MediaManager::Startup", "InstallFileBufferFactory",
-                      "RegisterStressMediaVector"};
+                      "RK::FileManager::Startup",    "RK::MediaManager::Startup",
+                      "InstallFileBufferFactory",    "RegisterStressMediaVector"};
 const Steps kStop = {"RemoveFileBufferFactory", "RK::MediaManager::Shutdown",
-                     "ZOR::Messaging::Terminate", "ZOR::Foundation::Terminate"};
+                     "RK::FileManager::Shutdown", "ZOR::Messaging::Terminate",
+                     "ZOR::Foundation::Terminate"};
 
 Steps sSeen;
 
