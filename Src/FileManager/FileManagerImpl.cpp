@@ -55,7 +55,13 @@ FileManagerImpl::FileManagerImpl(const qelcore::threads::AsyncExecutorPtr& inLaz
 
 FileManagerImpl::~FileManagerImpl()
 {
-    FlushWeakReferences();
+    try
+    {
+        FlushWeakReferences();
+    }
+    catch (...) // out of an owner, or for lack of memory; all references go with the books anyway
+    {
+    }
 }
 
 void FileManagerImpl::StopLazyPurges()
@@ -171,7 +177,7 @@ void FileManagerImpl::MakeFileList(Files& ioFiles, Records& outRecords, std::uin
     // Not in the walk above: what an owner does in its answer must not move the books under it.
     for (FileRecord& record : outRecords)
         record.priority = record.owner->GetOpenFilePriority(record.fileID);
-    std::stable_sort(outRecords.begin(), outRecords.end());
+    std::sort(outRecords.begin(), outRecords.end());
 }
 
 void FileManagerImpl::RegisterOpenFile(const IOpenFileOwnerRef& inOwner, const UTF16String& inPath,

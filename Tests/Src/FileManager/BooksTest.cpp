@@ -3,6 +3,7 @@
 
 #include <limits>
 #include <memory>
+#include <new>
 
 #include "qelcore/Contract.h"
 #include "qelcore/ErrorManager.h"
@@ -285,6 +286,19 @@ TEST(FileManagerLife, TheStopClosesNothingLetsGoOfOwnersAndAStartBeginsAnew)
     EXPECT_EQ(110u, hard);
     EXPECT_EQ(0u, RK::Details::RunningFileManager()->GetOpenCount());
     FileManager::Shutdown();
+}
+
+TEST(FileManagerLife, TheStopLetsGoOfAnOwnerThatThrowsToo)
+{
+    bool gone = false;
+    StrongOwnerRef owner(new StrongOwner);
+    owner->onEnd = [&gone] { gone = true; };
+    owner->onPriority = [](std::uint32_t) -> std::uint64_t { throw std::bad_alloc(); };
+    FileManager::Startup();
+    FileManager::RegisterOpenFile(owner, u"/a", 1, 1);
+    owner.reset();
+    FileManager::Shutdown();
+    EXPECT_TRUE(gone);
 }
 
 TEST(FileManagerLife, AStopWithinAPurgeLetsThePurgeEndOnItsOwn)
