@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include <boost/shared_ptr.hpp>
 
@@ -10,6 +11,7 @@
 #include "ZOR/InterfaceRef.h"
 #include "qelcore/Export.h"
 #include "qelcore/Guid.h"
+#include "qelcore/UTFString.h"
 
 namespace RK
 {
@@ -127,6 +129,24 @@ RK_API bool HasSufficientMemory();
 /// Purges up to inSize bytes from the cache, and up to as many from the recycler's pool.
 /// @return the bytes purged from the cache; 0 while the manager is not running.
 RK_API std::uint64_t Purge(std::size_t inSize, PurgeUrgency inUrgency);
+
+/// What one policy of the memory control loop asks for. Sizes are bytes.
+struct PolicyRecord
+{
+    qelcore::UTF16String name; ///< as in the debug report: at most 16 characters
+    bool enabled;              ///< whether it counts now, by its setting and the manager's mode
+    /// What it would like purged now, by the last sample and the whole budget, also if it does not count.
+    std::uint64_t askedBytes;
+    std::uint64_t mostAskedBytes; ///< the most it has asked for while it counted
+    std::uint64_t decisiveCount; ///< how often it asked for most of all that counted, and not for 0
+};
+
+/// What the policies ask for, and have asked for since the loop came on: at the first background purge,
+/// or the first after it was off. They are asked by each FlushTo, background purges included, that finds
+/// more in the cache than its smallest allowed size. Takes the manager's lock.
+/// @return a record for each policy, in the order in which they are asked; none while the loop is off or
+///         the manager is not running.
+RK_API std::vector<PolicyRecord> GetPolicyReport();
 } // namespace MM
 
 } // namespace RK

@@ -11,6 +11,7 @@
 
 #include "MediaManager/MediaEventRing.h"
 #include "MediaManager/MediaItem.h"
+#include "MediaManager/MemoryControlLoop.h"
 #include "RKMediaManager.h"
 #include "ZOR/SingletonSupport.h"
 #include "qelcore/AsyncExecutor.h"
@@ -103,7 +104,10 @@ public:
 
     /// Prints the sizes of the items on the books; zeros while the manager is not running.
     static void Statistics(std::ostream& outStream);
+    /// Writes the memory control loop's report, while there is one, and then the manager's own figures.
     void OnDebugMonitorCallback(qelcore::UTF16StringStream& outReport) const;
+    /// See MM::GetPolicyReport.
+    std::vector<MM::PolicyRecord> GetPolicyReport() const;
 
     // The budget, in bytes. Each call asks the machine and the registry anew: not cheap.
 
@@ -123,6 +127,11 @@ public:
     /// The balancer's answer, on a thread of its own: the most that this process may use. From the first one
     /// on it rules the budget; there is no way back.
     void MaxMemoryNotification(unsigned long long inMaximum);
+
+    /// Asks the policies that count, and notes their answers in the state's tally.
+    /// @return the greatest answer; 0 if no policy counts.
+    static std::uint64_t ApplyMemoryControlLoopPolicies(const MemoryLimits& inLimits,
+                                                        const MemoryControlLoopState& inState);
 
     /// For tests: what is computed once is computed again, and no balancer has granted anything.
     static void ForgetMachine();
@@ -182,6 +191,17 @@ private:
     void DoThreadedEnterHighThroughputMode() { DoThreadedPurge(true); }
     void QueueEnterHighThroughputMode();
 
+    /// Makes or drops the loop's state as its switch says, and takes a sample if there is one. Only on
+    /// mExecutor, so that samples are a purge apart.
+    void RunMemoryControlLoop();
+    void
+    UpdateMemoryControlLoopStatistics(const qelcore::threads::RecursiveMutex::ScopedLock& inLock,
+                                      MemoryControlLoopStatistics& ioStatistics)
+        RK_REQUIRES(mMutex);
+    MemoryLimits LimitsOf(std::uint64_t inFixed, std::uint64_t inCacheLimit) const
+        RK_REQUIRES(mMutex);
+    void ReportMemoryControlLoop(qelcore::UTF16StringStream& outReport) const;
+
     void SetReserveSizeImpl(const qelcore::utility::Guid& inID, long long inBytes, bool inIsDelta);
     void UpdateMemoryBalance();
     void QueueUpdateMemoryBalance();
@@ -240,7 +260,8 @@ private:
         mPurgeQueues RK_GUARDED_BY(sMaxSizeCriticalSection);
     std::unique_ptr<qelcore::threads::RepeatDelayFunction>
         mRepeatPurge RK_GUARDED_BY(sMaxSizeCriticalSection);
-    // The state of the memory control loop comes here. Until then FlushTo keeps to its fixed rule.
+    // Null while the memory control loop is off; then FlushTo keeps to its fixed rule.
+    boost::shared_ptr<MemoryControlLoopState> mControlLoopState RK_GUARDED_BY(mMutex);
 };
 
 } // namespace RK

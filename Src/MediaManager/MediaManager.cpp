@@ -18,6 +18,7 @@
 namespace RK
 {
 
+using qelcore::debug::CachedDatabaseValue;
 using qelcore::threads::RecursiveMutex;
 using qelcore::utility::Guid;
 using qelcore::utility::HighPrecisionTime;
@@ -30,11 +31,29 @@ RK_RECORD_SET_UP("Src/MediaManager/MediaManager");
 constexpr char kMediaManagerClassIDText[] = "267A9BAA-13DE-47e7-9652-6067D5212D2E";
 const Guid kMediaManagerClassID =
     Guid::StringToGUID(kMediaManagerClassIDText, sizeof kMediaManagerClassIDText - 1);
-// The switches and the policies of the memory control loop are set up here, once they are read.
 constinit RecursiveMutex sMediaManagerMutex; // guards sMediaManager; a leaf
 MediaManagerRef sMediaManager RK_GUARDED_BY(sMediaManagerMutex);
 
 } // namespace
+
+constinit const CachedDatabaseValue<bool> sMemoryControlLoopActive{"RK.MemoryControlLoopActive",
+                                                                   true};
+constinit const CachedDatabaseValue<bool> sProcessMemoryHasCompressedMem{
+    "RK.ProcessMemoryHasCompressedMem", true};
+
+const std::array<MemoryPolicy, kMemoryPolicyCount> sMemoryPolicies{
+    MemoryPolicy(u"CacheLimitPolicy", CacheLimitPolicy,
+                 "RK.MemoryControlLoop.Config.EnableCacheLimitPolicy", true, false),
+    MemoryPolicy(u"MemoryLimitPolicy", MemoryLimitPolicy,
+                 "RK.MemoryControlLoop.Config.EnableMemoryLimitPolicy", true, false),
+    MemoryPolicy(u"CacheGrowthPolicy", CacheGrowthPolicy,
+                 "RK.MemoryControlLoop.Config.EnableCacheGrowthPolicy", true, true),
+    MemoryPolicy(u"FreeMemoryPolicy", FreeMemoryPolicy,
+                 "RK.MemoryControlLoop.Config.EnableFreeMemoryPolicy", true, false),
+    MemoryPolicy(u"CompressedMemoryPolicy", CompressedMemoryPolicy,
+                 "RK.MemoryControlLoop.Config.EnableCompressedMemoryPolicy", false, true),
+    MemoryPolicy(u"ActiveMemoryPolicy", ActiveMemoryPolicy,
+                 "RK.MemoryControlLoop.Config.EnableActiveMemoryPolicy", true, true)};
 
 constinit RecursiveMutex sMaxSizeCriticalSection;
 constinit bool sPCSMemoryManagementEngaged = false;

@@ -2,10 +2,10 @@
 #include "MediaManager/MediaManager.h"
 
 #include <algorithm>
-#include <atomic>
 #include <exception>
 
 #include "MediaManager/MediaManagerStatics.h"
+#include "MediaManager/OnceFigure.h"
 #include "TQM/ApplicationType.h"
 #include "ZOR/RegistryKey.h"
 #include "qelcore/Contract.h"
@@ -31,28 +31,6 @@ std::uint64_t Difference(std::uint64_t inFrom, std::uint64_t inLess) noexcept
 {
     return inFrom - std::min(inFrom, inLess);
 }
-
-// A figure of the machine that is asked for once. 0 stands for "not asked yet".
-class OnceFigure
-{
-public:
-    template <class Compute>
-    std::uint64_t Get(const Compute& inCompute)
-    {
-        const std::uint64_t known = mValue.load(std::memory_order_relaxed);
-        if (known != 0)
-            return known;
-        RecursiveMutex::ScopedLock lock(mMutex, "RK::OnceFigure::Get");
-        if (mValue.load(std::memory_order_relaxed) == 0)
-            mValue.store(inCompute(), std::memory_order_relaxed);
-        return mValue.load(std::memory_order_relaxed);
-    }
-    void Forget() noexcept { mValue = 0; }
-
-private:
-    RecursiveMutex mMutex;
-    std::atomic<std::uint64_t> mValue{0};
-};
 
 constinit OnceFigure sMinimumAllowedSize;
 constinit OnceFigure sMinimumFreePhysicalMemory;
@@ -104,7 +82,7 @@ std::uint64_t ComputeMinimumFreePhysicalMemory()
     return std::max(static_cast<std::uint64_t>(total * 0.05), k128MiB);
 }
 
-// What the machine and the process ask for, where no control loop says it better.
+// What the machine and the process ask for, while no control loop says it better.
 std::uint64_t ApplyFixedRule(std::uint64_t inPurge, std::uint64_t inCacheLimit)
 {
     const std::uint64_t minimumFree =
@@ -191,8 +169,10 @@ void MediaManager::FlushTo(std::uint32_t inPercentage)
     std::uint64_t purge = Difference(space, cacheLimit);
     if (space > minimum)
     {
-        // The policies of the memory control loop take the place of the fixed rule while it runs.
-        purge = ApplyFixedRule(purge, cacheLimit);
+        purge = mControlLoopState
+                    ? std::max(purge, ApplyMemoryControlLoopPolicies(LimitsOf(fixed, cacheLimit),
+                                                                     *mControlLoopState))
+                    : ApplyFixedRule(purge, cacheLimit);
         if (Difference(space, purge) < minimum)
             purge = space - minimum;
     }
@@ -203,6 +183,7 @@ void MediaManager::ForgetMachine()
 {
     sMinimumAllowedSize.Forget();
     sMinimumFreePhysicalMemory.Forget();
+    Details::ForgetMachineOfPolicies();
     RecursiveMutex::ScopedLock lock(sMaxSizeCriticalSection, "RK::MediaManager::ForgetMachine");
     sPCSMemoryManagementEngaged = false;
     sPCSMaximumMemory = 0;

@@ -200,7 +200,7 @@ MediaManager::WeightMap::iterator MediaManager::PurgeEntry(WeightMap& ioWeights,
 void MediaManager::DoThreadedPurge(bool inPurgeStrings)
 {
     qelcore::utility::MemoryRecycler::ReconcileStaleEntries();
-    // The memory control loop follows its switch and takes its samples here, under mMutex.
+    RunMemoryControlLoop();
     FlushTo(100);
     static constinit std::atomic<std::uint64_t> sCreationCount{0};
     if (++sCreationCount % kPurgesBetweenStringPurges == 0 || inPurgeStrings)

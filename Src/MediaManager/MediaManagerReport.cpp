@@ -113,9 +113,18 @@ void MediaManager::Statistics(std::ostream& outStream)
               << "Lost events: " << lost << "\n";
 }
 
-// The report of the memory control loop goes before these lines, under mMutex, while it runs.
+void MediaManager::ReportMemoryControlLoop(qelcore::UTF16StringStream& outReport) const
+{
+    RecursiveMutex::ScopedLock lock(mMutex, "RK::MediaManager::ReportMemoryControlLoop");
+    if (!mControlLoopState)
+        return;
+    const std::uint64_t fixed = GetFixedMaxCacheSize();
+    mControlLoopState->GenerateDebugMonitorReport(LimitsOf(fixed, fixed), outReport);
+}
+
 void MediaManager::OnDebugMonitorCallback(qelcore::UTF16StringStream& outReport) const
 {
+    ReportMemoryControlLoop(outReport);
     outReport << "Number Of Entries: " << NumberToString(GetNumberOfEntries()) << "\n"
               << "Maximum Space: " << MemoryText(GetMaximumSize())
               << ", Priority Zero: " << MemoryText(GetMaxPriorityZeroCacheSize()) << "\n"

@@ -7,4 +7,8 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/MediaManagerEvents.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaManagerPurge.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaManagerReport.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/MediaManagerReserve.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/MediaManagerReserve.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoop.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopPolicies.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopReport.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopStatistics.cpp)

@@ -50,6 +50,11 @@ struct MediaManagerProbe
     std::uint64_t TotalReserve() const RK_NO_THREAD_SAFETY_ANALYSIS { return m.mTotalReserve; }
     std::size_t ReserveCount() const RK_NO_THREAD_SAFETY_ANALYSIS { return m.mReserveSizes.size(); }
     bool BalancePending() const RK_NO_THREAD_SAFETY_ANALYSIS { return m.mBalancePending; }
+    /// Null while the memory control loop is off.
+    const MemoryControlLoopState* LoopState() const RK_NO_THREAD_SAFETY_ANALYSIS
+    {
+        return m.mControlLoopState.get();
+    }
     MediaWeightMap& Weights(bool inPriorityZero) RK_NO_THREAD_SAFETY_ANALYSIS
     {
         return inPriorityZero ? m.mPriorityZeroWeightMap : m.mWeightMap;

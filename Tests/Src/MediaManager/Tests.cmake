@@ -5,6 +5,8 @@ rk_add_tests(MediaManagerTests LABELS media-memory INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/LifeTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaEventRingTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MediaItemTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopStatisticsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ModelTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PurgeStepsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PurgeTest.cpp
