@@ -21,6 +21,8 @@ target_sources(RiverKit PRIVATE
   Src/FontServerState.cpp
   Src/Utils/MathConstants.cpp
   Src/LoadOrder.cpp
+  Src/DataCacheBase.cpp
+  Src/DataCacheInMemory.cpp
   Src/DecodeQueue.cpp
   Src/StillSequence.cpp
   Src/FileManager/FileManager.cpp

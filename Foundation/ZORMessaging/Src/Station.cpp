@@ -229,6 +229,22 @@ bool Station::RemoveListener(Listener* inListener)
     return found;
 }
 
+void Station::RemoveAllListeners()
+{
+    boost::shared_ptr<const Entries> gone = boost::make_shared<Entries>();
+    {
+        RecursiveMutex::ScopedLock lock(mImpl->mutex, "ZOR::Station::RemoveAllListeners");
+        gone.swap(mImpl->entries);
+        for (const EntryPtr& entry : *gone)
+            entry->removed = true;
+    }
+    for (const EntryPtr& entry : *gone)
+    {
+        if (entry->plain)
+            entry->WaitForCallsToEnd();
+    }
+}
+
 void Station::Broadcast(const Message& inMessage)
 {
     boost::shared_ptr<const Entries> entries;

@@ -41,12 +41,16 @@ public:
     bool Dispose(const StationID& inID)
     {
         Registered gone; // its end may call out: after the lock
-        RecursiveMutex::ScopedLock lock(mMutex, "ZOR::StationRegistry::DisposeStation");
-        const auto found = mStations.find(inID);
-        if (found == mStations.end())
-            return false;
-        gone = std::move(found->second);
-        mStations.erase(found);
+        {
+            RecursiveMutex::ScopedLock lock(mMutex, "ZOR::StationRegistry::DisposeStation");
+            const auto found = mStations.find(inID);
+            if (found == mStations.end())
+                return false;
+            gone = std::move(found->second);
+            mStations.erase(found);
+        }
+        if (gone.station)
+            gone.station->RemoveAllListeners();
         return true;
     }
 

@@ -15,7 +15,8 @@
 // Order    A listener that is added or removed while a message is under way may hear it or not.
 //          Removing a plain Listener waits until no other thread is within its ListenToMessage(): when
 //          that has returned the listener may be destroyed. So do not remove one with a lock held that
-//          its ListenToMessage() takes. From within its own call it returns at once.
+//          its ListenToMessage() takes. From within its own call it returns at once. To dispose of a
+//          station removes its listeners, and waits for the plain ones in the same way.
 // Errors   An unknown station is no error: nothing is added, nothing is told.
 namespace ZOR
 {
@@ -41,6 +42,8 @@ public:
     /// @return false if it does not listen.
     virtual bool RemoveListener(const ISafeListenerRef& inListener);
     virtual bool RemoveListener(Listener* inListener);
+    /// Removes every listener, however often it was added.
+    virtual void RemoveAllListeners();
     /// Calls the listeners in the order in which they were added, on the calling thread.
     virtual void Broadcast(const Message& inMessage);
 
@@ -57,7 +60,7 @@ RK_API StationID UniqueStationID();
 /// @return false if the name is taken or null, and then nothing has changed.
 RK_API bool RegisterStation(const StationID& inID,
                             const StationFactory& inFactory = StationFactory());
-/// Forgets a station and its listeners. Messages under way are told to their end.
+/// Forgets a station and its listeners.
 /// @return false if there is none of that name.
 RK_API bool DisposeStation(const StationID& inID);
 
