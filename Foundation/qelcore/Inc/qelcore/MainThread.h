@@ -6,7 +6,9 @@
 #include "qelcore/Export.h"
 
 // The main thread, which the host drives. Nothing posted to it runs unless the host runs it, by one of
-// the Run functions or by polling the descriptor in a loop of its own and dispatching.
+// the Run functions or by polling the descriptor in a loop of its own and dispatching. Descriptors can be
+// watched on it too: see DescriptorWatch.h. What is said of jobs below holds for the callbacks of those
+// that are ready, but for Flush and Stop.
 //
 // Flush    of the main thread's executor: on the main thread it runs what is due. On another thread it
 //          waits for it, but only while somebody drives the main thread: while a Run function runs, or
@@ -39,7 +41,7 @@ RK_API bool AsyncCallFromMainThread(const boost::function<void()>& inCallable,
 /// A descriptor that is readable while there is something to dispatch, for poll, epoll and any loop
 /// that can watch one. Borrowed: do not close or read it. It stays the same for the whole process.
 RK_API int GetMainThreadDescriptor();
-/// Runs what was due at the call. Never waits for more. @return the number of jobs run.
+/// Runs what was due at the call, jobs first. Never waits for more. @return the number of jobs run.
 RK_API int DispatchMainThread();
 
 /// Runs due work until there is none. @return the number of jobs run.

@@ -5,6 +5,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include "DescriptorWatches.h"
 #include "Job.h"
 #include "LocalExecutor.h"
 #include "Platform/Clock.h"
@@ -144,7 +145,13 @@ public:
                 return 0;
             mDispatched = mDispatched || mRunDepth == 0;
         }
-        return RunDue();
+        const int jobs = RunDue();
+        return mWatches.Empty() ? jobs : jobs + RunReadyWatches();
+    }
+
+    DescriptorWatch Watch(int inDescriptor, unsigned inEvents, const DescriptorCallback& inCallback)
+    {
+        return mWatches.Add(GetWakeSet(), inDescriptor, inEvents, inCallback);
     }
 
     // Says that the calling thread drives, for its life.
@@ -239,6 +246,12 @@ private:
         return count;
     }
 
+    int RunReadyWatches() RK_EXCLUDES(mMutex)
+    {
+        const ExecutorFrame frame(this);
+        return mWatches.RunReady(GetWakeSet());
+    }
+
     bool Take(Ticket inEnd, Job& outJob) RK_EXCLUDES(mMutex)
     {
         Lock lock(mMutex);
@@ -278,6 +291,7 @@ private:
     bool mStopAsked RK_GUARDED_BY(mMutex) = false; // to end RunMainThreadUntilStopped()
     bool mSignalled RK_GUARDED_BY(mMutex) = false; // the wake set, as it stands
     ViewList mViews;
+    DescriptorWatches mWatches;
 };
 
 const boost::shared_ptr<MainThread>& TheMainThread()
@@ -330,6 +344,12 @@ bool AsyncCallFromMainThread(const boost::function<void()>& inCallable, int inDe
 int GetMainThreadDescriptor()
 {
     return TheMainThread()->GetWakeSet().Descriptor();
+}
+
+DescriptorWatch WatchDescriptor(int inDescriptor, unsigned inEvents,
+                                const DescriptorCallback& inCallback)
+{
+    return TheMainThread()->Watch(inDescriptor, inEvents, inCallback);
 }
 
 int DispatchMainThread()

@@ -1,5 +1,6 @@
 target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/AsyncExecutor.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DescriptorWatches.cpp
   ${CMAKE_CURRENT_LIST_DIR}/HighPrecisionTime.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Job.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MainThread.cpp

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <poll.h>
 
 #include "Gate.h"
+#include "Support/Descriptors.h"
 #include "Support/FakeClock.h"
 
 namespace
@@ -16,12 +16,7 @@ namespace
 
 using namespace qelcore::threads;
 using Testing::Gate;
-
-bool IsReadable(int inDescriptor, int inTimeoutMilliseconds = 0)
-{
-    pollfd entry{inDescriptor, POLLIN, 0};
-    return poll(&entry, 1, inTimeoutMilliseconds) == 1;
-}
+using Testing::IsReadable;
 
 // The test's thread is the main one, unless the test says otherwise.
 class MainThreadTest : public ::testing::Test
