@@ -1,0 +1,6 @@
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/BalanceImage.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Distribute.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MemberThread.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MemoryBalancer.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Suite.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/SuiteSeat.cpp)
