@@ -42,7 +42,8 @@ enum PurgeUrgency
 //           refuses further events, counts them (in the debug report "RK.MediaManager") and asks for
 //           a purge: an add that is refused is not registered, so the item is not purged either.
 // Budget    A quarter of the machine's memory in applications of type 1, an eighth in all others, less
-//           what is reserved. A purge runs in the background after each 10 MiB added, after 32768
+//           what is reserved. Once the process has joined its memory suite (SetApplicationMemoryRequirements)
+//           and is granted something, seven eighths of the grant instead, for good. A purge runs in the background after each 10 MiB added, after 32768
 //           touches, after 100 removes, and every 4 hours.
 // Threads   Every operation from any thread. Those that are not marked "no lock" may take the manager's
 //           lock, and call maps with it held; a map that calls one from within its Flush gets what
@@ -92,15 +93,17 @@ public:
     virtual void SetReserveSize(const qelcore::utility::Guid& inID, long long inBytes) = 0;
 
     /// Tells how much the application matters now. A lower priority than before, outside high-throughput
-    /// mode, soon shrinks the cache to about its smallest allowed size.
+    /// mode, soon shrinks the cache to about its smallest allowed size. The first call joins the process to
+    /// its memory suite (MemoryBalancer/MemoryBalancer.h), unless the application is of type 1.
     virtual void SetApplicationMemoryRequirements(memorybalancer::MemoryPriority inPriority) = 0;
-    /// @return the balancer among processes, shared; null where none was made.
+    /// @return the balancer among processes, shared; null where none was made: in applications that were of
+    ///         type 1 when the manager was made.
     virtual boost::shared_ptr<memorybalancer::MemoryBalancer> GetMemoryBalancer() = 0;
 
     /// The budget less what is reserved.
     virtual std::uint64_t GetMaximumSize() const = 0;
-    /// The most that the balancer is told that this process wants; 0 is all there is. It does not change
-    /// GetMaximumSize().
+    /// The most that the balancer is told that this process wants, with its next update; 0 is all there is.
+    /// It does not change GetMaximumSize().
     virtual void SetMaximumSize(std::size_t inBytes) = 0;
 
     /// From now on purges drop whatever was not used for some seconds (5 to 15, by the budget), except

@@ -36,6 +36,9 @@ using MediaManagerRef = ZOR::InterfaceRef<MediaManager, IMediaManager>;
 // Jobs     Everything on mExecutor goes through a JobGate: it has the manager as a plain pointer, which the
 //          destructor clears, and gives each job a reference for as long as it runs. So a job that waits
 //          keeps no manager alive, and one that runs has it whole to its end.
+// Balancer Its callback goes through a BalancerGate instead, and holds no reference: if the last one ended on
+//          the balancer's thread, that thread would wait for the singleton's lock while a holder of that
+//          lock waits for the thread.
 // Reentry  A map's Flush, or the end of a map whose last reference a purge drops, may call anything here.
 //          While the maps of items are walked or changed no event is applied (mWalking) and no purge
 //          begins (mPurging), so the iterators of the walk stay good.
@@ -141,12 +144,14 @@ private:
     friend struct MediaManagerProbe; // of the tests
 
     struct JobGate;
+    struct BalancerGate;
     struct Walk;
     using Job = void (MediaManager::*)();
 
     MediaManager();
     ~MediaManager() override;
 
+    void MakeBalancer();
     void StartJobs();
     void StopJobs();
     void TakeNoMoreEvents();
@@ -243,15 +248,15 @@ private:
     std::atomic<bool> mDrainWanted{false}; // an event came after the stop
 
     std::uint64_t mMaximumSizeOverride RK_GUARDED_BY(sMaxSizeCriticalSection) = 0; // 0: not set
-    // Null: no balancer is made yet. Its place is here, made in the constructor unless the application is
-    // of type 1, from the client's name and MaxMemoryNotification.
-    boost::shared_ptr<memorybalancer::MemoryBalancer> mMemoryBalancer;
     memorybalancer::MemoryPriority mMemoryPriority RK_GUARDED_BY(sMaxSizeCriticalSection) = 1;
     double mLastBalanceTime RK_GUARDED_BY(sMaxSizeCriticalSection) = 0; // seconds
     bool mBalancePending RK_GUARDED_BY(sMaxSizeCriticalSection) = false;
 
     qelcore::threads::AsyncExecutorPtr mPool;
     const boost::shared_ptr<JobGate> mGate;
+    const boost::shared_ptr<BalancerGate> mBalancerGate;
+    // Fixed at construction; null in applications of type 1. It joins its suite when it is first told figures.
+    boost::shared_ptr<memorybalancer::MemoryBalancer> mMemoryBalancer;
     // One at a time, in order. Each Startup of a manager that was shut down makes a new one on mPool.
     qelcore::threads::AsyncExecutorPtr mExecutor RK_GUARDED_BY(sMaxSizeCriticalSection);
     // Read by producers without a lock, so those of earlier starts stay until the end.

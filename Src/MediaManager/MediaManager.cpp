@@ -9,7 +9,9 @@
 
 #include "LoadOrder.h"
 #include "MediaManager/MediaManagerStatics.h"
+#include "TQM/ApplicationType.h"
 #include "ZOR/CountedObject.h"
+#include "qelcore/ClientName.h"
 #include "qelcore/Console.h"
 #include "qelcore/DebugMonitor.h"
 #include "qelcore/HighPrecisionTime.h"
@@ -100,6 +102,26 @@ MediaManagerRef MediaManager::JobGate::Enter()
     return self;
 }
 
+// The way from the balancer to the manager. Its mutex is held during the notification, which takes nothing
+// but sMaxSizeCriticalSection and what a post takes; nobody holds these and takes the gate's.
+struct MediaManager::BalancerGate
+{
+    RecursiveMutex mutex;
+    MediaManager* manager RK_GUARDED_BY(mutex) = nullptr;
+
+    void Notify(unsigned long long inMaximum)
+    {
+        RecursiveMutex::ScopedLock lock(mutex, "RK::MediaManager::BalancerGate::Notify");
+        if (manager)
+            manager->MaxMemoryNotification(inMaximum);
+    }
+    void SetManager(MediaManager* inManager)
+    {
+        RecursiveMutex::ScopedLock lock(mutex, "RK::MediaManager::BalancerGate::SetManager");
+        manager = inManager;
+    }
+};
+
 IMediaMap::~IMediaMap() = default;
 
 bool IMediaMap::IsNonPurgeable(MediaID)
@@ -127,6 +149,7 @@ MediaManager::MediaManager()
     , mStartTime(HighPrecisionTime::GetCurrentTime())
     , mPool(qelcore::threads::CreateCPUBoundExecutor())
     , mGate(boost::make_shared<JobGate>())
+    , mBalancerGate(boost::make_shared<BalancerGate>())
 {
     const double now = Now();
     mLastPurgeCheckTime = now;
@@ -140,11 +163,23 @@ MediaManager::MediaManager()
     qelcore::debug::RegisterDebugMonitorCallback(
         kMediaManagerID,
         boost::bind(&MediaManager::OnDebugMonitorCallback, this, boost::placeholders::_1));
+    MakeBalancer();
+}
+
+void MediaManager::MakeBalancer()
+{
+    if (TQM::GetApplicationType() == 1)
+        return;
+    mBalancerGate->SetManager(this);
+    mMemoryBalancer = boost::make_shared<memorybalancer::MemoryBalancer>(
+        qelcore::config::GetClientName(),
+        boost::bind(&BalancerGate::Notify, mBalancerGate, boost::placeholders::_1));
 }
 
 MediaManager::~MediaManager()
 {
     qelcore::debug::UnregisterDebugMonitorCallback(kMediaManagerID);
+    mBalancerGate->SetManager(nullptr); // somebody may hold the balancer longer
     {
         // A job that waits finds nobody from now on; one that runs has a reference, so there is none.
         RecursiveMutex::ScopedLock lock(mGate->mutex, "RK::MediaManager::~MediaManager");

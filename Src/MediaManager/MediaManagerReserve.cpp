@@ -5,6 +5,7 @@
 #include <array>
 
 #include "MediaManager/MediaManagerStatics.h"
+#include "TQM/ApplicationType.h"
 #include "qelcore/MachineFigures.h"
 #include "qelcore/MixHash.h"
 
@@ -144,7 +145,11 @@ void MediaManager::UpdateMemoryBalance()
                                     "RK::MediaManager::UpdateMemoryBalance");
     mBalancePending = false;
     mLastBalanceTime = Now();
-    // Here the balancer, once one is made, is told GetBalanceFigures().
+    if (!mMemoryBalancer || TQM::GetApplicationType() == 1)
+        return;
+    const BalanceFigures figures = GetBalanceFigures();
+    mMemoryBalancer->SetApplicationState(figures.minimum, figures.maximum, figures.used,
+                                         figures.priority);
 }
 
 void MediaManager::QueueUpdateMemoryBalance()

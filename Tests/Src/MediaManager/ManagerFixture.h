@@ -14,6 +14,7 @@
 #include "MediaManager/MediaManager.h"
 #include "Support/FakeClock.h"
 #include "Support/FakeMachineFigures.h"
+#include "Support/FakeMemberships.h"
 #include "Support/FakeRegistry.h"
 #include "Support/ManualExecutor.h"
 #include "TQM/ApplicationType.h"
@@ -275,6 +276,7 @@ protected:
     FakeClock clock;
     FakeMachineFigures machine;
     FakeRegistry registry;
+    FakeMemberships memberships;
     ManualExecutorFactory executors;
     qelcore::threads::ScopedExecutorFactory executorScope{executors};
     RK::MediaManagerRef mManager;

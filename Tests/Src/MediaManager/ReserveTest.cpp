@@ -1,6 +1,7 @@
 // Reservations, the balancer's figures, priorities and high-throughput mode.
 #include "ManagerFixture.h"
 
+#include "qelcore/ClientName.h"
 #include "qelcore/MixHash.h"
 
 namespace
@@ -157,11 +158,92 @@ TEST_F(Reserve, WithAFunctionSetIsSomebodyElsesBusiness)
 
 class Balance : public ManagerTest
 {
+protected:
+    /// Another manager in place of the first, in an application of that type.
+    void Restart(std::int32_t inApplicationType)
+    {
+        mManager = nullptr;
+        executors.lastCreatedCPU->RunQueued();
+        MediaManager::Shutdown();
+        TQM::SetApplicationType(inApplicationType);
+        MediaManager::Startup();
+        mManager = MediaManager::Running();
+    }
 };
 
-TEST_F(Balance, HasNoBalancer)
+TEST_F(Balance, HasABalancerInTheClientsNameThatIsToldNothingYet)
 {
+    EXPECT_NE(nullptr, mManager->GetMemoryBalancer());
+    EXPECT_EQ(qelcore::config::GetClientName(), memberships.lastName);
+    EXPECT_TRUE(memberships.told.empty());
+}
+
+TEST_F(Balance, HasNoBalancerInApplicationsOfType1)
+{
+    Restart(1);
     EXPECT_EQ(nullptr, mManager->GetMemoryBalancer());
+    mManager->SetApplicationMemoryRequirements(3);
+    EXPECT_TRUE(memberships.told.empty());
+}
+
+TEST_F(Balance, ToldRequirementsTellsTheBalancerTheFiguresOfTheProcess)
+{
+    machine.process = 3 * kGiB;
+    mManager->SetMaximumSize(5 * kGiB);
+    EXPECT_TRUE(memberships.told.empty()); // what was set is told with the next update
+    mManager->SetApplicationMemoryRequirements(4);
+
+    ASSERT_EQ(1u, memberships.told.size());
+    EXPECT_EQ(512 * kMiB, memberships.told[0].minimum);
+    EXPECT_EQ(5 * kGiB, memberships.told[0].maximum);
+    EXPECT_EQ(3 * kGiB, memberships.told[0].used);
+    EXPECT_EQ(4, memberships.told[0].priority);
+}
+
+TEST_F(Balance, TellsTheBalancerNothingMoreOnceTheApplicationIsOfType1)
+{
+    TQM::SetApplicationType(1);
+    mManager->SetApplicationMemoryRequirements(2);
+    EXPECT_TRUE(memberships.told.empty());
+}
+
+TEST_F(Balance, FollowsWhatTheBalancerGrants)
+{
+    memberships.lastCallback(8 * kGiB);
+    EXPECT_EQ(7 * kGiB, mManager->GetMaximumSize());
+    memberships.lastCallback(4 * kGiB);
+    EXPECT_EQ(3584 * kMiB, mManager->GetMaximumSize());
+    EXPECT_TRUE(PurgeIsQueued());
+}
+
+TEST_F(Balance, TellsTheBalancerOfPurgesWithEachUpdate)
+{
+    memberships.lastCallback(8 * kGiB);
+    GoTo(60);
+    machine.process = 2 * kGiB;
+    Add(1, 500);
+    PurgeNow(0);
+    Background().Advance(0);
+    ASSERT_EQ(1u, memberships.told.size());
+    EXPECT_EQ(2 * kGiB, memberships.told[0].used);
+}
+
+TEST_F(Balance, EndsWithTheManagerUnlessSomebodyHoldsTheBalancer)
+{
+    auto balancer = mManager->GetMemoryBalancer();
+    Restart(0);
+    EXPECT_EQ(2, memberships.living);
+    balancer.reset();
+    EXPECT_EQ(1, memberships.living);
+}
+
+TEST_F(Balance, ThatAnEndedManagersBalancerTellsReachesNobody)
+{
+    const auto balancer = mManager->GetMemoryBalancer();
+    const auto callback = memberships.lastCallback;
+    Restart(0);
+    callback(8 * kGiB);
+    EXPECT_EQ(2 * kGiB, mManager->GetMaximumSize()); // not the new one's either
 }
 
 TEST_F(Balance, IsToldTheFiguresOfTheProcess)
