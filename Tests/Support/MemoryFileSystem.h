@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -23,6 +24,8 @@ enum class FileOperation
     kWrite,
     kClose,
     kStat,
+    kStatOpen,
+    kVolumeOf,
     kList,
     kNext,
     kMakeDirectory,
@@ -45,7 +48,46 @@ public:
                  Platform::FileTime inModified = {1000000000, 0})
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Put(inPath, Platform::FileKind::kFile, inContents).modified = inModified;
+        Put(inPath, Platform::FileKind::kFile, inContents).body->modified = inModified;
+    }
+    /// Writes into a file as somebody else would, at now: the same file, longer if need be.
+    void Overwrite(const std::string& inPath, std::size_t inOffset, const std::string& inBytes)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        WriteTo(*mNodes.at(inPath).body, inOffset, inBytes.data(), inBytes.size());
+    }
+    /// Cuts a file, or lengthens it by NULs, at now.
+    void Truncate(const std::string& inPath, std::size_t inSize)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Body& body = *mNodes.at(inPath).body;
+        body.bytes.resize(inSize);
+        body.modified = body.changed = mNow;
+    }
+    /// Sets the time of modification alone, which is a change at now.
+    void SetModified(const std::string& inPath, Platform::FileTime inModified)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Body& body = *mNodes.at(inPath).body;
+        body.modified = inModified;
+        body.changed = mNow;
+    }
+    /// The time that changes are stamped with from now on.
+    void SetNow(Platform::FileTime inNow)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mNow = inNow;
+    }
+    void AdvanceSeconds(std::int64_t inSeconds)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mNow.seconds += inSeconds;
+    }
+    /// Transfers that touch the byte at inOffset fail from now on; 0 lets them work again.
+    void FailReadsAt(const std::string& inPath, std::size_t inOffset, int inError)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mBadBytes[{inPath, inOffset}] = inError;
     }
     void AddDirectory(const std::string& inPath)
     {
@@ -88,7 +130,13 @@ public:
     std::string Contents(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        return *mNodes.at(inPath).contents;
+        return mNodes.at(inPath).body->bytes;
+    }
+    /// How many transfers have read from files.
+    std::size_t ReadCount()
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mReadCount;
     }
     /// What changed the tree, as "rename /a /b", in order.
     std::vector<std::string> Done()
@@ -129,9 +177,12 @@ public:
             return EISDIR;
         if (creation == FileCreation::kTruncateExisting ||
             creation == FileCreation::kCreateOrTruncate)
-            node.contents->clear();
+        {
+            node.body->bytes.clear();
+            node.body->modified = node.body->changed = mNow;
+        }
         outFile = ++mLastHandle;
-        mOpen[outFile] = {path, node.contents, 0};
+        mOpen[outFile] = {path, node.body, 0};
         return 0;
     }
     int Read(Platform::FileHandle inFile, void* outBytes, std::size_t inSize,
@@ -139,15 +190,20 @@ public:
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         OpenFile& file = mOpen.at(inFile);
-        if (const int error = Failure(FileOperation::kRead, file.path))
-            return error;
-        const std::size_t left =
-            file.contents->size() - std::min(file.position, file.contents->size());
-        outGot = std::min({inSize, left, mMaxTransfer});
-        if (outGot != 0)
-            std::memcpy(outBytes, file.contents->data() + file.position, outGot);
-        file.position += outGot;
-        return 0;
+        const int error = ReadFrom(file, file.position, outBytes, inSize, outGot);
+        if (error == 0)
+            file.position += outGot;
+        return error;
+    }
+    int ReadAt(Platform::FileHandle inFile, std::uint64_t inOffset, void* outBytes,
+               std::size_t inSize, std::size_t& outGot) override
+    {
+        if (onReadAt)
+            onReadAt();
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (inOffset > std::numeric_limits<std::int64_t>::max())
+            return EINVAL;
+        return ReadFrom(mOpen.at(inFile), inOffset, outBytes, inSize, outGot);
     }
     int Write(Platform::FileHandle inFile, const void* inBytes, std::size_t inSize,
               std::size_t& outPut) override
@@ -157,9 +213,7 @@ public:
         if (const int error = Failure(FileOperation::kWrite, file.path))
             return error;
         outPut = std::min(inSize, mMaxTransfer);
-        file.contents->resize(std::max(file.contents->size(), file.position + outPut));
-        if (outPut != 0)
-            std::memcpy(file.contents->data() + file.position, inBytes, outPut);
+        WriteTo(*file.body, file.position, inBytes, outPut);
         file.position += outPut;
         return 0;
     }
@@ -180,8 +234,30 @@ public:
         if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
             return error;
         const Node& node = mNodes.at(path);
-        outStatus = {node.kind, node.contents->size(), node.accessed, node.modified, node.inode, 1};
+        outStatus = StatusOf(node.kind, node.accessed, *node.body);
         return 0;
+    }
+    int StatOpen(Platform::FileHandle inFile, Platform::FileStatus& outStatus) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        const OpenFile& file = mOpen.at(inFile);
+        if (const int error = Failure(FileOperation::kStatOpen, file.path))
+            return error;
+        outStatus = StatusOf(fileKind, {}, *file.body);
+        return 0;
+    }
+    int VolumeOf(Platform::FileHandle inFile, Platform::VolumeTraits& outTraits) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kVolumeOf, mOpen.at(inFile).path))
+            return error;
+        outTraits = volume;
+        return 0;
+    }
+    Platform::FileTime Now() override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mNow;
     }
     int List(const std::string& inPath, Platform::LinkPolicy inPolicy,
              std::unique_ptr<Platform::IDirectoryListing>& outListing) override
@@ -311,21 +387,28 @@ public:
     std::string TempDirectory() override { return "/tmp"; }
 
     std::uint64_t blockSize = 4096;
+    Platform::VolumeTraits volume{1, true};
+    Platform::FileKind fileKind = Platform::FileKind::kFile; // what StatOpen() says of open files
+    std::function<void()> onReadAt; // runs ahead of each ReadAt(), and may change files
 
 private:
+    struct Body
+    {
+        std::string bytes; // a link's target too
+        Platform::FileTime modified{1000000000, 0};
+        Platform::FileTime changed{1000000000, 0};
+        std::uint64_t inode = 0;
+    };
     struct Node
     {
         Platform::FileKind kind = Platform::FileKind::kDirectory;
-        std::shared_ptr<std::string> contents =
-            std::make_shared<std::string>(); // a link's target too
+        std::shared_ptr<Body> body = std::make_shared<Body>(); // shared by the names of one file
         Platform::FileTime accessed{1000000000, 0};
-        Platform::FileTime modified{1000000000, 0};
-        std::uint64_t inode = 0;
     };
     struct OpenFile
     {
         std::string path;
-        std::shared_ptr<std::string> contents; // lives on when the name goes
+        std::shared_ptr<Body> body; // lives on when the name goes
         std::size_t position;
     };
 
@@ -370,6 +453,40 @@ private:
         return inPath == "/" ? inPath : inPath + "/";
     }
 
+    static Platform::FileStatus StatusOf(Platform::FileKind inKind, Platform::FileTime inAccessed,
+                                         const Body& inBody)
+    {
+        return {inKind,         inBody.bytes.size(), inAccessed, inBody.modified,
+                inBody.changed, inBody.inode,        1};
+    }
+    void WriteTo(Body& ioBody, std::size_t inOffset, const void* inBytes, std::size_t inSize)
+    {
+        ioBody.modified = ioBody.changed = mNow;
+        ioBody.bytes.resize(std::max(ioBody.bytes.size(), inOffset + inSize));
+        if (inSize != 0)
+            std::memcpy(ioBody.bytes.data() + inOffset, inBytes, inSize);
+    }
+    int ReadFrom(const OpenFile& inFile, std::size_t inOffset, void* outBytes, std::size_t inSize,
+                 std::size_t& outGot)
+    {
+        ++mReadCount;
+        if (const int error = Failure(FileOperation::kRead, inFile.path))
+            return error;
+        const std::string& bytes = inFile.body->bytes;
+        const std::size_t got =
+            std::min({inSize, bytes.size() - std::min(inOffset, bytes.size()), mMaxTransfer});
+        for (const auto& bad : mBadBytes)
+        {
+            const std::size_t at = bad.first.second;
+            if (bad.first.first == inFile.path && at >= inOffset && at - inOffset < got &&
+                bad.second != 0)
+                return bad.second;
+        }
+        if (got != 0)
+            std::memcpy(outBytes, bytes.data() + inOffset, got);
+        outGot = got;
+        return 0;
+    }
     int Failure(FileOperation inOperation, const std::string& inPath)
     {
         if (inPath.find('\0') != std::string::npos)
@@ -407,7 +524,7 @@ private:
                 node != mNodes.end() && node->second.kind == Platform::FileKind::kSymbolicLink;
             if (isLink && (inFollowLast || end < inPath.size()))
             {
-                const std::string target = *node->second.contents;
+                const std::string target = node->second.body->bytes;
                 if (const int error = Find(target, true, path, inDepth + 1))
                     return error;
                 outPath = path;
@@ -425,11 +542,12 @@ private:
     {
         for (std::string parent = ParentOf(inPath); mNodes.count(parent) == 0;
              parent = ParentOf(parent))
-            mNodes[parent].inode = ++mLastInode;
+            mNodes[parent].body->inode = ++mLastInode;
         Node& node = mNodes[inPath];
         node.kind = inKind;
-        node.contents = std::make_shared<std::string>(inContents);
-        node.inode = ++mLastInode;
+        node.body = std::make_shared<Body>();
+        node.body->bytes = inContents;
+        node.body->inode = ++mLastInode;
         return node;
     }
     std::vector<Platform::DirectoryEntry> ChildrenOf(const std::string& inFolder)
@@ -468,10 +586,13 @@ private:
     std::mutex mMutex; // guards all below
     std::map<std::string, Node> mNodes{{"/", Node()}, {"/tmp", Node()}};
     std::map<std::pair<FileOperation, std::string>, int> mFailures;
+    std::map<std::pair<std::string, std::size_t>, int> mBadBytes;
     std::map<std::string, std::size_t> mVanishAfter;
     std::map<Platform::FileHandle, OpenFile> mOpen;
     std::vector<std::string> mDone;
     std::size_t mMaxTransfer = std::numeric_limits<std::size_t>::max();
+    Platform::FileTime mNow{2000000000, 0};
+    std::size_t mReadCount = 0;
     Platform::FileHandle mLastHandle = 0;
     std::uint64_t mLastInode = 0;
 

@@ -4,12 +4,16 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <limits>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace Platform
@@ -59,6 +63,7 @@ FileStatus StatusOf(const struct stat& inStat)
     status.size = static_cast<std::uint64_t>(inStat.st_size);
     status.accessed = TimeOf(inStat.st_atim);
     status.modified = TimeOf(inStat.st_mtim);
+    status.changed = TimeOf(inStat.st_ctim);
     status.inode = inStat.st_ino;
     status.device = inStat.st_dev;
     return status;
@@ -70,6 +75,24 @@ int OpenFlags(const OpenOptions& inOptions)
     static constexpr int sCreation[] = {0, O_TRUNC, O_CREAT, O_CREAT | O_TRUNC, O_CREAT | O_EXCL};
     return sAccess[static_cast<int>(inOptions.access)] |
            sCreation[static_cast<int>(inOptions.creation)] | O_CLOEXEC | O_NOCTTY;
+}
+
+// Those that this kernel alone writes, with a time of change that nobody can set. Not FAT, where it
+// follows the time of modification; not what a server or a daemon stamps.
+bool StampsChanges(const struct statfs& inVolume)
+{
+    switch (static_cast<std::uint32_t>(inVolume.f_type))
+    {
+    case EXT4_SUPER_MAGIC: // also ext2, ext3
+    case XFS_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case F2FS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case OVERLAYFS_SUPER_MAGIC:
+        return true;
+    default:
+        return false;
+    }
 }
 
 class LinuxDirectoryListing : public IDirectoryListing
@@ -153,6 +176,20 @@ int LinuxFileSystem::Read(FileHandle inFile, void* outBytes, std::size_t inSize,
     return error;
 }
 
+int LinuxFileSystem::ReadAt(FileHandle inFile, std::uint64_t inOffset, void* outBytes,
+                            std::size_t inSize, std::size_t& outGot)
+{
+    if (inOffset > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max()))
+        return EINVAL;
+    const auto offset = static_cast<off_t>(inOffset);
+    ssize_t got = 0;
+    const int error = Repeat(
+        [&] { return got = pread(inFile, outBytes, std::min(inSize, kMaxTransferBytes), offset); });
+    if (error == 0)
+        outGot = static_cast<std::size_t>(got);
+    return error;
+}
+
 int LinuxFileSystem::Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
                            std::size_t& outPut)
 {
@@ -180,6 +217,33 @@ int LinuxFileSystem::Stat(const std::string& inPath, LinkPolicy inPolicy, FileSt
     if (error == 0)
         outStatus = StatusOf(status);
     return error;
+}
+
+int LinuxFileSystem::StatOpen(FileHandle inFile, FileStatus& outStatus)
+{
+    struct stat status;
+    const int error = Repeat([&] { return fstat(inFile, &status); });
+    if (error == 0)
+        outStatus = StatusOf(status);
+    return error;
+}
+
+int LinuxFileSystem::VolumeOf(FileHandle inFile, VolumeTraits& outTraits)
+{
+    struct statfs volume;
+    if (const int error = Repeat([&] { return fstatfs(inFile, &volume); }))
+        return error;
+    static_assert(sizeof(volume.f_fsid) == sizeof(outTraits.id));
+    std::memcpy(&outTraits.id, &volume.f_fsid, sizeof(outTraits.id));
+    outTraits.stampsChanges = StampsChanges(volume);
+    return 0;
+}
+
+FileTime LinuxFileSystem::Now()
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now); // cannot fail
+    return TimeOf(now);
 }
 
 int LinuxFileSystem::List(const std::string& inPath, LinkPolicy inPolicy,

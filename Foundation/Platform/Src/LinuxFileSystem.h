@@ -10,10 +10,15 @@ class LinuxFileSystem : public IFileSystem
 public:
     int Open(const std::string& inPath, const OpenOptions& inOptions, FileHandle& outFile) override;
     int Read(FileHandle inFile, void* outBytes, std::size_t inSize, std::size_t& outGot) override;
+    int ReadAt(FileHandle inFile, std::uint64_t inOffset, void* outBytes, std::size_t inSize,
+               std::size_t& outGot) override;
     int Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
               std::size_t& outPut) override;
     int Close(FileHandle inFile) override;
     int Stat(const std::string& inPath, LinkPolicy inPolicy, FileStatus& outStatus) override;
+    int StatOpen(FileHandle inFile, FileStatus& outStatus) override;
+    int VolumeOf(FileHandle inFile, VolumeTraits& outTraits) override;
+    FileTime Now() override;
     int List(const std::string& inPath, LinkPolicy inPolicy,
              std::unique_ptr<IDirectoryListing>& outListing) override;
     int MakeDirectory(const std::string& inPath) override;

@@ -88,6 +88,88 @@ TEST_F(FileSystemTest, WhatWasWrittenIsReadBack)
     EXPECT_EQ(EBADF, mFiles.Close(file));
 }
 
+TEST_F(FileSystemTest, ReadingAtAnOffsetLeavesThePosition)
+{
+    mFolder.Write("f", "0123456789");
+    FileHandle file = kNoFile;
+    ASSERT_EQ(0, mFiles.Open(mFolder.Path("f"), kToRead, file));
+    char bytes[8] = {};
+    std::size_t got = 0;
+
+    EXPECT_EQ(0, mFiles.ReadAt(file, 4, bytes, 3, got));
+    EXPECT_EQ("456", std::string(bytes, got));
+    EXPECT_EQ(0, mFiles.Read(file, bytes, 2, got));
+    EXPECT_EQ("01", std::string(bytes, got));
+    EXPECT_EQ(0, mFiles.ReadAt(file, 8, bytes, 8, got));
+    EXPECT_EQ("89", std::string(bytes, got));
+    EXPECT_EQ(0, mFiles.ReadAt(file, std::uint64_t{1} << 62, bytes, 8, got));
+    EXPECT_EQ(0u, got);
+    EXPECT_EQ(EINVAL, mFiles.ReadAt(file, ~std::uint64_t{0}, bytes, 8, got));
+    EXPECT_EQ(0, mFiles.Close(file));
+}
+
+TEST_F(FileSystemTest, WhatHasNoOffsetsIsNotReadAtOne)
+{
+    ASSERT_EQ(0, mkfifo(mFolder.Path("pipe").c_str(), 0600));
+    FileHandle file = kNoFile; // to read and write, so that nobody waits for the other end
+    ASSERT_EQ(0, mFiles.Open(mFolder.Path("pipe"),
+                             {FileAccess::kReadWrite, FileCreation::kMustExist, false}, file));
+    char byte = 0;
+    std::size_t got = 0;
+
+    EXPECT_EQ(ESPIPE, mFiles.ReadAt(file, 0, &byte, 1, got));
+    FileStatus status;
+    EXPECT_EQ(0, mFiles.StatOpen(file, status));
+    EXPECT_EQ(FileKind::kOther, status.kind);
+    EXPECT_EQ(0, mFiles.Close(file));
+    EXPECT_EQ(EBADF, mFiles.StatOpen(file, status));
+}
+
+TEST_F(FileSystemTest, AnOpenFileTellsTheSameAsItsPathAndGoesOnWhenThePathHasGone)
+{
+    const std::string path = mFolder.Write("f", "12345");
+    const FileStatus named = StatusOf(path);
+    FileHandle file = kNoFile;
+    ASSERT_EQ(0, mFiles.Open(path, kToRead, file));
+    ASSERT_EQ(0, mFiles.RemoveFile(path));
+
+    FileStatus open;
+    EXPECT_EQ(0, mFiles.StatOpen(file, open));
+    EXPECT_EQ(named.inode, open.inode);
+    EXPECT_EQ(named.device, open.device);
+    EXPECT_EQ(5u, open.size);
+    EXPECT_EQ(FileKind::kFile, open.kind);
+    EXPECT_EQ(0, mFiles.Close(file));
+}
+
+TEST_F(FileSystemTest, AChangeIsStampedByTheClockThatNowTells)
+{
+    const auto isBefore = [](const FileTime& a, const FileTime& b)
+    { return a.seconds != b.seconds ? a.seconds < b.seconds : a.nanoseconds < b.nanoseconds; };
+    FileTime earliest = mFiles.Now();
+    --earliest.seconds; // a stamp may lie behind
+    const std::string path = mFolder.Write("f", "x");
+    const timespec old[2] = {{1000, 0}, {1000, 0}};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), old, 0));
+
+    const FileStatus status = StatusOf(path);
+    EXPECT_EQ(1000, status.modified.seconds);
+    EXPECT_FALSE(isBefore(status.changed, earliest));
+    EXPECT_FALSE(isBefore(mFiles.Now(), status.changed));
+}
+
+TEST_F(FileSystemTest, AVolumeOfTheKernelsOwnFilesStampsNoChanges)
+{
+    VolumeTraits volume{0, true};
+    FileHandle file = kNoFile;
+    ASSERT_EQ(0, mFiles.Open("/proc/self/status", kToRead, file));
+
+    EXPECT_EQ(0, mFiles.VolumeOf(file, volume));
+    EXPECT_FALSE(volume.stampsChanges);
+    EXPECT_EQ(0, mFiles.Close(file));
+    EXPECT_EQ(EBADF, mFiles.VolumeOf(file, volume));
+}
+
 TEST_F(FileSystemTest, EachWayOfCreatingDoesWhatItSays)
 {
     const std::string there = mFolder.Write("there", "abc");

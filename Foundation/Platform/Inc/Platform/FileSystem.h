@@ -36,8 +36,17 @@ struct FileStatus
     std::uint64_t size = 0;
     FileTime accessed;
     FileTime modified;
+    FileTime changed; ///< of the content or of anything above; no caller can set it
     std::uint64_t inode = 0;
     std::uint64_t device = 0;
+};
+
+struct VolumeTraits
+{
+    std::uint64_t id = 0; ///< tells volumes apart that one device number stood for in turn
+    /// Each call that changes a file moves its FileStatus::changed to Now(), at a time during the call,
+    /// and nothing moves it back. False where that is not known: other machines may write.
+    bool stampsChanges = false;
 };
 
 struct DirectoryEntry
@@ -106,6 +115,9 @@ public:
     ///                asked before it.
     virtual int Read(FileHandle inFile, void* outBytes, std::size_t inSize,
                      std::size_t& outGot) = 0;
+    /// The same from inOffset on, for files that have offsets (ESPIPE): the position stays where it is.
+    virtual int ReadAt(FileHandle inFile, std::uint64_t inOffset, void* outBytes,
+                       std::size_t inSize, std::size_t& outGot) = 0;
     /// @param outPut  how much one transfer took: perhaps less than asked.
     virtual int Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
                       std::size_t& outPut) = 0;
@@ -114,6 +126,11 @@ public:
     virtual int Close(FileHandle inFile) = 0;
 
     virtual int Stat(const std::string& inPath, LinkPolicy inPolicy, FileStatus& outStatus) = 0;
+    virtual int StatOpen(FileHandle inFile, FileStatus& outStatus) = 0;
+    virtual int VolumeOf(FileHandle inFile, VolumeTraits& outTraits) = 0;
+    /// The clock by which files are stamped: the time of day, which can be set back. A stamp may lie a
+    /// few milliseconds behind it, or by the unit in which its volume keeps times.
+    virtual FileTime Now() = 0;
     /// @param inPolicy  kDoNotFollow refuses a link to a folder (ENOTDIR).
     virtual int List(const std::string& inPath, LinkPolicy inPolicy,
                      std::unique_ptr<IDirectoryListing>& outListing) = 0;

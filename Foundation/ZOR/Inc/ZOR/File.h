@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "ZOR/FileResults.h"
 #include "qelcore/Export.h"
@@ -57,15 +58,27 @@ constexpr FileAttributesFlags operator|(FileAttributesFlags inA, FileAttributesF
     return static_cast<FileAttributesFlags>(std::uint32_t{inA} | std::uint32_t{inB});
 }
 
-// An open file, read or written from front to back.
+class BufferedReader;
+
+// An open file, read or written from front to back, or read at any offset.
 //
+// Buffers  A file that is opened for reading alone, with inBuffered, keeps what it reads in blocks
+//          under the media manager's budget: a later read of the same place takes it from memory,
+//          through whatever object. Reads give the same without it. No read gives what the file held
+//          before a write that ended before the read began, because each one compares the file's size
+//          and times with those of the blocks. Read from the disk as ever: what was changed in the
+//          last 10 s, since its times cannot tell a further change yet; volumes whose times do not
+//          tell every change, or that other machines write (network, FUSE, FAT); and everything
+//          while no buffers are installed. What the times do not show cannot be seen: a store through
+//          a shared mapping, for which the system moves them late (tmpfs: never), and one write call
+//          that goes on for over 10 s.
 // Threads  An object belongs to one thread at a time. The static functions may be called from any.
 // Units    Sizes are bytes.
 // Errors   Results of ZOR/FileResults.h; nothing here raises, except std::bad_alloc.
 class RK_API File
 {
 public:
-    File() noexcept = default;
+    File() noexcept;
     /// Closes what is open. Its answer is lost: whoever has written calls Close().
     ~File();
     File(File&& ioOther) noexcept;
@@ -74,7 +87,8 @@ public:
     File& operator=(const File&) = delete;
 
     /// Opens a file, and makes it if inDisposition says so.
-    /// @param inBuffered  whether a file buffer, if one is installed, shall stand behind the reads.
+    /// @param inBuffered  whether buffers stand behind the reads (see above). It has no effect with
+    ///                    kFileAccess_Write, or on what is no regular file.
     /// @return kFileResult_AlreadyOpen if this object holds a file, and then nothing has happened.
     qelcore::Result Create(const qelcore::UTF16String& inPath, FileAccessFlags inAccess,
                            FileShareModeFlags inShareMode, FileCreateDispositionFlags inDisposition,
@@ -83,6 +97,12 @@ public:
     /// Reads on until inSize bytes are there or the file ends: less at its end is a success.
     /// @param outGot  how much was read, also before a failure.
     qelcore::Result Read(void* outBytes, std::size_t inSize, std::size_t& outGot);
+
+    /// The same from inOffset on, which may lie beyond the end. The position of Read() stays where it is.
+    /// @return kFileResult_BadArgument for an offset beyond 2^63 - 1, kResult_GeneralFailure for what
+    ///         has no offsets, such as a pipe.
+    qelcore::Result ReadAt(std::uint64_t inOffset, void* outBytes, std::size_t inSize,
+                           std::size_t& outGot);
 
     /// Writes all of it. What was written may still be lost until Close() has succeeded.
     /// @param outPut  how much was written, also before a failure.
@@ -116,6 +136,7 @@ public:
 
 private:
     int mFile = -1;
+    std::unique_ptr<BufferedReader> mReader; // null: reads go to the file
 };
 
 } // namespace ZOR

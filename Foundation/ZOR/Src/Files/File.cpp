@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <random>
 #include <utility>
 
 #include <boost/optional.hpp>
 
+#include "BufferedReader.h"
 #include "FileError.h"
 #include "Platform/FileSystem.h"
 #include "ZOR/PathUtils.h"
@@ -89,6 +91,8 @@ bool IsHexDigit(char16_t inUnit)
 
 } // namespace
 
+File::File() noexcept = default;
+
 File::~File()
 {
     Close();
@@ -96,6 +100,7 @@ File::~File()
 
 File::File(File&& ioOther) noexcept
     : mFile(std::exchange(ioOther.mFile, Platform::kNoFile))
+    , mReader(std::move(ioOther.mReader))
 {
 }
 
@@ -103,12 +108,13 @@ File& File::operator=(File&& ioOther) noexcept
 {
     File taken(std::move(ioOther));
     std::swap(mFile, taken.mFile);
+    std::swap(mReader, taken.mReader);
     return *this;
 }
 
 Result File::Create(const UTF16String& inPath, FileAccessFlags inAccess, FileShareModeFlags,
                     FileCreateDispositionFlags inDisposition, FileAttributesFlags inAttributes,
-                    bool)
+                    bool inBuffered)
 {
     if (IsOpen())
         return kFileResult_AlreadyOpen;
@@ -120,7 +126,11 @@ Result File::Create(const UTF16String& inPath, FileAccessFlags inAccess, FileSha
     options.access = *access;
     options.creation = *creation;
     options.sequential = (inAttributes & kFileAttributes_Sequential) != 0;
-    return ResultOfError(Platform::FileSystem().Open(UTF16ToFileName(inPath), options, mFile));
+    if (const int error = Platform::FileSystem().Open(UTF16ToFileName(inPath), options, mFile))
+        return ResultOfError(error);
+    if (inBuffered && *access == FileAccess::kRead)
+        mReader = BufferedReader::Create(mFile, inPath);
+    return qelcore::kResult_OK;
 }
 
 Result File::Read(void* outBytes, std::size_t inSize, std::size_t& outGot)
@@ -128,6 +138,8 @@ Result File::Read(void* outBytes, std::size_t inSize, std::size_t& outGot)
     outGot = 0;
     if (!IsOpen())
         return kFileResult_NotOpen;
+    if (mReader)
+        return mReader->Read(outBytes, inSize, outGot);
     while (outGot < inSize)
     {
         std::size_t got = 0;
@@ -140,6 +152,17 @@ Result File::Read(void* outBytes, std::size_t inSize, std::size_t& outGot)
         outGot += got;
     }
     return qelcore::kResult_OK;
+}
+
+Result File::ReadAt(std::uint64_t inOffset, void* outBytes, std::size_t inSize, std::size_t& outGot)
+{
+    outGot = 0;
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    if (inOffset > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
+        return kFileResult_BadArgument;
+    return mReader ? mReader->ReadAt(inOffset, outBytes, inSize, outGot)
+                   : ReadFullyAt(mFile, inOffset, outBytes, inSize, outGot);
 }
 
 Result File::Write(const void* inBytes, std::size_t inSize, std::size_t& outPut)
@@ -165,6 +188,7 @@ Result File::Close()
 {
     if (!IsOpen())
         return kFileResult_NotOpen;
+    mReader.reset();
     return ResultOfError(Platform::FileSystem().Close(std::exchange(mFile, Platform::kNoFile)));
 }
 
