@@ -21,6 +21,7 @@ target_sources(RiverKit PRIVATE
   Src/FontServerState.cpp
   Src/Utils/MathConstants.cpp
   Src/LoadOrder.cpp
+  Src/BinaryDataEncoding.cpp
   Src/DataCacheBase.cpp
   Src/DataCacheInMemory.cpp
   Src/DecodeQueue.cpp

@@ -1,4 +1,5 @@
 rk_add_tests(data_cache_tests LABELS data-caches SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/BinaryDataTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheContractTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryTest.cpp)
 rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES

@@ -4,6 +4,7 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/CaseFolding.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Locale.cpp
   ${CMAKE_CURRENT_LIST_DIR}/UTFStream.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/BinaryText.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Guid.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MixHash.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ImmutableStringEntry.cpp

@@ -3,6 +3,7 @@ find_package(rapidcheck REQUIRED)
 
 rk_add_tests(qelcore_text_tests LABELS foundation LIBRARIES ICU::uc rapidcheck ${CMAKE_DL_LIBS}
   SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/BinaryTextTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/CaseFoldingTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileNameTextTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/GuidTest.cpp
