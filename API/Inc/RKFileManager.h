@@ -83,8 +83,10 @@ RK_API const qelcore::utility::Guid& GuidOf(IOpenFileOwner*);
 //           nothing and answers 0 or false, except as told below.
 // Threads   Any function from any thread, within an owner's CloseOpenFile and destructor too; Startup
 //           and Shutdown one at a time. Purges do not run side by side: who finds one under way goes on
-//           at once, and what is left to do is done in the background. No owner is released, and
-//           none but its GetOpenFilePriority called, with the manager's lock held.
+//           at once, and what is left to do is done in the background; so while many threads open
+//           files the count may pass the hard limit for a moment, and a reader that gets no descriptor
+//           then yields and tries again. No owner is released, and nothing of it called but
+//           GetOpenFilePriority, with the manager's lock held.
 // Cost      A call that stays below the hard limit closes nothing, and costs a look-up in an ordered
 //           map under one lock.
 // Errors    A violated contract is reported and raises qelcore::config::Error. std::bad_alloc leaves

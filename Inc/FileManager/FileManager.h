@@ -79,7 +79,8 @@ public:
     void GetOpenFileLimits(std::uint32_t& outSoft, std::uint32_t& outHard) const;
     std::uint64_t GetOpenCount() const;
 
-    /// @param inForce  has the count brought below the soft limit now, wherever it is above that.
+    /// @param inForce  for the background: has the count brought below the soft limit now, wherever it
+    ///                 is above that; while a purge runs, a lazy one is queued at its end.
     void EnforceLimits(bool inForce);
     bool PurgeToLimit(std::uint32_t inLimit);
 
@@ -112,6 +113,7 @@ private:
     // Wider than the counts, so that no sum of them wraps.
     std::uint64_t mOpenCount RK_GUARDED_BY(mMutex) = 0;
     bool mPurging RK_GUARDED_BY(mMutex) = false;
+    bool mQueueAfterPurge RK_GUARDED_BY(mMutex) = false; // a lazy purge has met the one that runs
     const qelcore::threads::AsyncExecutorPtr mLazyExecutor;
     const boost::shared_ptr<qelcore::threads::QueueOnlyOnce> mLazyPurge;
 };

@@ -70,10 +70,8 @@ const qelcore::utility::Guid& GuidOf(IOpenFileOwner*)
 void FileManager::Startup()
 {
     RK_REQUIRE_CONTRACT(!RunningFileManager(), "sFileManager == NULL", kSourcePath);
-    // One at a time: a lazy purge that runs and closes files, whose owners ask for the next one, does
-    // not meet itself.
-    const auto manager = boost::make_shared<FileManagerImpl>(
-        qelcore::threads::CreateSubExecutor(qelcore::threads::CreateIOBoundExecutor(), 1));
+    const auto manager =
+        boost::make_shared<FileManagerImpl>(qelcore::threads::CreateIOBoundExecutor());
     manager->SetOpenFileLimits(kDefaultSoftLimit, kDefaultHardLimit);
     ExchangeRunning(manager);
 }

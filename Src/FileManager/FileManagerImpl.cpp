@@ -96,17 +96,25 @@ std::uint64_t FileManagerImpl::GetOpenCount() const
 void FileManagerImpl::EnforceLimits(bool inForce)
 {
     std::uint32_t softLimit = 0;
-    bool overSoft = false;
     bool purgeNow = false;
+    bool purgeLater = false;
     {
         RecursiveMutex::ScopedLock lock(mMutex, "RK::FileManagerImpl::EnforceLimits");
         softLimit = mSoftLimit;
-        overSoft = mOpenCount > mSoftLimit;
+        const bool overSoft = mOpenCount > mSoftLimit;
         purgeNow = !mPurging && (mOpenCount > mHardLimit || (inForce && overSoft));
+        purgeLater = overSoft && !purgeNow;
+        if (purgeLater && inForce)
+        {
+            // It runs in the background and has met a purge: queued again at once, it would do so over
+            // and over until that ends.
+            mQueueAfterPurge = true;
+            purgeLater = false;
+        }
     }
     if (purgeNow)
         PurgeToLimit(softLimit);
-    else if (overSoft)
+    else if (purgeLater)
         mLazyPurge->Queue();
 }
 
@@ -150,8 +158,14 @@ bool FileManagerImpl::BeginPurge(std::uint32_t inLimit, Records& outRecords,
 
 void FileManagerImpl::EndPurge()
 {
-    RecursiveMutex::ScopedLock lock(mMutex, "RK::FileManagerImpl::PurgeToLimit");
-    mPurging = false;
+    bool queueLazyPurge = false;
+    {
+        RecursiveMutex::ScopedLock lock(mMutex, "RK::FileManagerImpl::PurgeToLimit");
+        mPurging = false;
+        queueLazyPurge = std::exchange(mQueueAfterPurge, false);
+    }
+    if (queueLazyPurge)
+        mLazyPurge->Queue();
 }
 
 /// Drops the files of dead owners from the books, and lists the others, the least deserving first.

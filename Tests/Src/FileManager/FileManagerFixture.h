@@ -115,7 +115,6 @@ protected:
     ~FileManagerTest() override
     {
         mOwner->onClose = nullptr;
-        RunLazyPurges(); // Shutdown waits for what is queued
         RK::FileManager::Shutdown();
     }
 

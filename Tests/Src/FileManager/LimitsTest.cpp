@@ -127,23 +127,34 @@ TEST_F(OpenFileLimits, ALazyPurgeOfOwnersThatRefuseEndsAndIsNotQueuedAgain)
     EXPECT_EQ(0u, QueuedLazyPurges());
 }
 
-TEST_F(OpenFileLimits, ALazyPurgeThatMeetsAPurgeQueuesItselfAgainAndClosesNothing)
+TEST_F(OpenFileLimits, ALazyPurgeThatMeetsAPurgeIsQueuedAgainWhenThatHasEnded)
 {
     RegisterRange(1, 101);
-    bool first = true;
+    bool met = false;
     mOwner->onClose = [&](std::uint32_t)
     {
-        if (first)
+        if (!std::exchange(met, true))
         {
-            first = false;
-            executors.lastCreatedIO->RunOne();
-            EXPECT_EQ(1u, QueuedLazyPurges());
+            EXPECT_EQ(1u, RunLazyPurges()); // it does not run over and over
             EXPECT_EQ(1u, mOwner->asked.size());
         }
         return -1;
     };
     FileManager::FlushOpenFilesToTemporaryLimit(50);
-    EXPECT_FALSE(first);
+    EXPECT_TRUE(met);
+    EXPECT_EQ(1u, QueuedLazyPurges());
+
+    mOwner->onClose = nullptr;
+    RunLazyPurges();
+    EXPECT_EQ(99u, OpenCount());
+    EXPECT_EQ(0u, QueuedLazyPurges());
+}
+
+TEST_F(OpenFileLimits, APurgeThatNoLazyOneHasMetQueuesNone)
+{
+    RegisterRange(1, 60);
+    FileManager::FlushOpenFilesToTemporaryLimit(50);
+    EXPECT_EQ(0u, QueuedLazyPurges());
 }
 
 TEST_F(OpenFileLimits, ACallerThatMeetsAPurgeAboveTheHardLimitLeavesTheRestToTheLazyOne)

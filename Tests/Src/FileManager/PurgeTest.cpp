@@ -186,6 +186,9 @@ TEST_F(OpenFilePurge, AnExceptionOutOfAnOwnerPassesOutAndEndsAllLaterPurging)
     EXPECT_TRUE(Inside().Purging());
     EXPECT_FALSE(FileManager::FlushOpenFilesToTemporaryLimit(0));
     EXPECT_EQ(3u, OpenCount());
+    RegisterRange(4, 200); // and the background does not try over and over
+    EXPECT_EQ(1u, RunLazyPurges());
+    EXPECT_EQ(0u, QueuedLazyPurges());
 }
 
 TEST_F(OpenFilePurge, AnExceptionOutOfAPriorityPassesOutAndLeavesTheBooksAndPurging)
