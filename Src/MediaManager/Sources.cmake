@@ -11,4 +11,6 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoop.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopPolicies.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopReport.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopStatistics.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopStatistics.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PurgingNewHandler.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/QELErrorManager.cpp)

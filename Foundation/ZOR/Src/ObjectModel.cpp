@@ -2,6 +2,7 @@
 #include "ZOR/FileBuffer.h"
 #include "ZOR/Impl.h"
 #include "ZOR/InterfaceRef.h"
+#include "ZOR/QELErrorManager.h"
 #include "ZOR/WeakReference.h"
 #include "ZOR/ZORUnknown.h"
 #include "qelcore/Contract.h"
@@ -29,6 +30,7 @@ NullInterfaceException::NullInterfaceException(const std::string& inTypeName)
 NullInterfaceException::~NullInterfaceException() = default;
 
 Impl::~Impl() = default;
+QELErrorManager::~QELErrorManager() = default;
 ZORUnknown::~ZORUnknown() = default;
 IWeakReferenceCapable::~IWeakReferenceCapable() = default;
 IFileBuffer::~IFileBuffer() = default;
