@@ -8,6 +8,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +30,7 @@ enum class FileOperation
     kVolumeOf,
     kList,
     kNext,
+    kOpenFolder,
     kMakeDirectory,
     kRemoveDirectory,
     kRemoveFile,
@@ -43,6 +46,12 @@ enum class FileOperation
 class MemoryFileSystem : public Platform::IFileSystem
 {
 public:
+    MemoryFileSystem()
+    {
+        for (const char* folder : {"/", "/tmp"})
+            mNodes[folder].body->inode = ++mLastInode;
+    }
+
     // Setting up. Folders above are made as needed; nothing of it is written down.
     void AddFile(const std::string& inPath, const std::string& inContents = "x",
                  Platform::FileTime inModified = {1000000000, 0})
@@ -89,6 +98,23 @@ public:
         const std::lock_guard<std::mutex> lock(mMutex);
         mBadBytes[{inPath, inOffset}] = inError;
     }
+    /// A file of a size without contents.
+    void AddSizedFile(const std::string& inPath, std::uint64_t inBytes,
+                      Platform::FileTime inAccessed, Platform::FileTime inModified)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Node& node = Put(inPath, Platform::FileKind::kFile, "");
+        node.body->claimedSize = inBytes;
+        node.accessed = inAccessed;
+        node.body->modified = inModified;
+    }
+    /// Another volume is mounted there; with all that is in it.
+    void AddMountPoint(const std::string& inPath)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        Put(inPath, Platform::FileKind::kDirectory, "");
+        mMountPoints.insert(inPath);
+    }
     void AddDirectory(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
@@ -117,6 +143,13 @@ public:
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         mFailures[{inOperation, inPath}] = inError;
+    }
+    /// What somebody else does just before the next such operation on that path. Only for those on
+    /// open folders, for listings, and for the removal of files.
+    void Before(FileOperation inOperation, const std::string& inPath, std::function<void()> inAct)
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mBefore[{inOperation, inPath}] = std::move(inAct);
     }
     /// The most bytes that one transfer moves.
     void LimitTransfers(std::size_t inBytes) { mMaxTransfer = inBytes; }
@@ -262,6 +295,7 @@ public:
     int List(const std::string& inPath, Platform::LinkPolicy inPolicy,
              std::unique_ptr<Platform::IDirectoryListing>& outListing) override
     {
+        Act(FileOperation::kList, inPath);
         const std::lock_guard<std::mutex> lock(mMutex);
         if (const int error = Failure(FileOperation::kList, inPath))
             return error;
@@ -271,6 +305,21 @@ public:
         if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
             return ENOTDIR;
         outListing = std::make_unique<Listing>(*this, path, ChildrenOf(path));
+        return 0;
+    }
+    int OpenFolder(const std::string& inPath, Platform::LinkPolicy inPolicy,
+                   std::unique_ptr<Platform::IFolder>& outFolder) override
+    {
+        Act(FileOperation::kOpenFolder, inPath);
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (const int error = Failure(FileOperation::kOpenFolder, inPath))
+            return error;
+        std::string path;
+        if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
+            return error;
+        if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
+            return ENOTDIR;
+        outFolder = std::make_unique<Folder>(*this, path);
         return 0;
     }
     int MakeDirectory(const std::string& inPath) override
@@ -304,6 +353,7 @@ public:
     }
     int RemoveFile(const std::string& inPath) override
     {
+        Act(FileOperation::kRemoveFile, inPath);
         const std::lock_guard<std::mutex> lock(mMutex);
         if (const int error = Failure(FileOperation::kRemoveFile, inPath))
             return error;
@@ -398,6 +448,7 @@ private:
         Platform::FileTime modified{1000000000, 0};
         Platform::FileTime changed{1000000000, 0};
         std::uint64_t inode = 0;
+        std::optional<std::uint64_t> claimedSize;
     };
     struct Node
     {
@@ -424,6 +475,7 @@ private:
         }
         int Next(Platform::DirectoryEntry& outEntry, bool& outEnd) override
         {
+            mOwner.Act(FileOperation::kNext, mFolder);
             const std::lock_guard<std::mutex> lock(mOwner.mMutex);
             const auto vanish = mOwner.mVanishAfter.find(mFolder);
             if (vanish != mOwner.mVanishAfter.end() && vanish->second == mNext)
@@ -443,6 +495,103 @@ private:
         std::size_t mNext = 0;
     };
 
+    // Known by its inode, so that it stays the same folder when it is renamed. One that was removed
+    // still knows where it was, as on a real disk.
+    class Folder : public Platform::IFolder
+    {
+    public:
+        Folder(MemoryFileSystem& inOwner, const std::string& inPath)
+            : mOwner(inOwner)
+            , mPath(inPath)
+        {
+            mIdentity = {1, mOwner.mNodes.at(inPath).body->inode, mOwner.MountOf(inPath)};
+        }
+        const Platform::FolderIdentity& Identity() const override { return mIdentity; }
+        int List(std::unique_ptr<Platform::IDirectoryListing>& outListing) override
+        {
+            return mOwner.List(PathNow(), Platform::LinkPolicy::kDoNotFollow, outListing);
+        }
+        int StatEntry(const std::string& inName, Platform::FileStatus& outStatus) override
+        {
+            return mOwner.Stat(Entry(inName), Platform::LinkPolicy::kDoNotFollow, outStatus);
+        }
+        int OpenFolder(const std::string& inName,
+                       std::unique_ptr<Platform::IFolder>& outFolder) override
+        {
+            if (!IsOneComponent(inName))
+                return EINVAL;
+            std::unique_ptr<Platform::IFolder> folder;
+            if (const int error =
+                    mOwner.OpenFolder(Entry(inName), Platform::LinkPolicy::kDoNotFollow, folder))
+                return error;
+            if (folder->Identity().mount != mIdentity.mount)
+                return EXDEV;
+            outFolder = std::move(folder);
+            return 0;
+        }
+        int OpenParent(std::unique_ptr<Platform::IFolder>& outFolder) override
+        {
+            return mOwner.OpenFolder(ParentOf(PathNow()), Platform::LinkPolicy::kDoNotFollow,
+                                     outFolder);
+        }
+        int MakeDirectory(const std::string& inName) override
+        {
+            return IsOneComponent(inName) ? mOwner.MakeDirectory(Entry(inName)) : EINVAL;
+        }
+        int RemoveDirectory(const std::string& inName) override
+        {
+            if (!IsOneComponent(inName))
+                return EINVAL;
+            mOwner.Act(FileOperation::kRemoveDirectory, Entry(inName));
+            return mOwner.RemoveDirectory(Entry(inName));
+        }
+
+    private:
+        static bool IsOneComponent(const std::string& inName)
+        {
+            return !inName.empty() && inName != "." && inName != ".." &&
+                   inName.find('/') == std::string::npos;
+        }
+        std::string Entry(const std::string& inName) { return WithSlash(PathNow()) + inName; }
+        std::string PathNow()
+        {
+            const std::lock_guard<std::mutex> lock(mOwner.mMutex);
+            for (const auto& node : mOwner.mNodes)
+            {
+                if (node.second.body->inode == mIdentity.inode)
+                    mPath = node.first;
+            }
+            return mPath;
+        }
+
+        MemoryFileSystem& mOwner;
+        std::string mPath;
+        Platform::FolderIdentity mIdentity;
+    };
+
+    std::uint64_t MountOf(const std::string& inPath)
+    {
+        for (std::string path = inPath; path != "/"; path = ParentOf(path))
+        {
+            if (mMountPoints.count(path) != 0)
+                return mNodes.at(path).body->inode + 1;
+        }
+        return 1;
+    }
+    void Act(FileOperation inOperation, const std::string& inPath)
+    {
+        std::function<void()> act;
+        {
+            const std::lock_guard<std::mutex> lock(mMutex);
+            const auto found = mBefore.find({inOperation, inPath});
+            if (found == mBefore.end())
+                return;
+            act = std::move(found->second);
+            mBefore.erase(found);
+        }
+        act();
+    }
+
     static std::string ParentOf(const std::string& inPath)
     {
         const std::size_t slash = inPath.rfind('/');
@@ -456,8 +605,13 @@ private:
     static Platform::FileStatus StatusOf(Platform::FileKind inKind, Platform::FileTime inAccessed,
                                          const Body& inBody)
     {
-        return {inKind,         inBody.bytes.size(), inAccessed, inBody.modified,
-                inBody.changed, inBody.inode,        1};
+        return {inKind,
+                inBody.claimedSize.value_or(inBody.bytes.size()),
+                inAccessed,
+                inBody.modified,
+                inBody.changed,
+                inBody.inode,
+                1};
     }
     void WriteTo(Body& ioBody, std::size_t inOffset, const void* inBytes, std::size_t inSize)
     {
@@ -584,9 +738,11 @@ private:
     }
 
     std::mutex mMutex; // guards all below
-    std::map<std::string, Node> mNodes{{"/", Node()}, {"/tmp", Node()}};
+    std::map<std::string, Node> mNodes;
+    std::set<std::string> mMountPoints;
     std::map<std::pair<FileOperation, std::string>, int> mFailures;
     std::map<std::pair<std::string, std::size_t>, int> mBadBytes;
+    std::map<std::pair<FileOperation, std::string>, std::function<void()>> mBefore;
     std::map<std::string, std::size_t> mVanishAfter;
     std::map<Platform::FileHandle, OpenFile> mOpen;
     std::vector<std::string> mDone;

@@ -69,6 +69,7 @@ int RenameByLink(IFileSystem& inFileSystem, const std::string& inFrom, const std
 
 IDirectoryListing::~IDirectoryListing() = default;
 IFileSystem::~IFileSystem() = default;
+IFolder::~IFolder() = default;
 
 IFileSystem& FileSystem()
 {

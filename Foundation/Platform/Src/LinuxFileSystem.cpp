@@ -7,7 +7,6 @@
 #include <ctime>
 #include <limits>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <stdio.h>
@@ -16,6 +15,9 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include "LinuxFolder.h"
+#include "SystemCall.h"
+
 namespace Platform
 {
 namespace
@@ -23,51 +25,6 @@ namespace
 
 // The most that one transfer of the kernel moves.
 constexpr std::size_t kMaxTransferBytes = 0x7FFFF000;
-
-/// Calls until it was not interrupted. @return 0 or the error's number.
-template <class Call>
-int Repeat(const Call& inCall)
-{
-    while (inCall() < 0)
-    {
-        if (errno != EINTR)
-            return errno;
-    }
-    return 0;
-}
-
-/// A path that holds a NUL names nothing: the kernel would cut it, and open another file.
-bool HasNul(const std::string& inPath)
-{
-    return inPath.find('\0') != std::string::npos;
-}
-
-FileKind KindOfMode(mode_t inMode)
-{
-    if (S_ISREG(inMode))
-        return FileKind::kFile;
-    if (S_ISDIR(inMode))
-        return FileKind::kDirectory;
-    return S_ISLNK(inMode) ? FileKind::kSymbolicLink : FileKind::kOther;
-}
-
-FileTime TimeOf(const timespec& inTime)
-{
-    return {static_cast<std::int64_t>(inTime.tv_sec), static_cast<std::uint32_t>(inTime.tv_nsec)};
-}
-
-FileStatus StatusOf(const struct stat& inStat)
-{
-    FileStatus status;
-    status.kind = KindOfMode(inStat.st_mode);
-    status.size = static_cast<std::uint64_t>(inStat.st_size);
-    status.accessed = TimeOf(inStat.st_atim);
-    status.modified = TimeOf(inStat.st_mtim);
-    status.changed = TimeOf(inStat.st_ctim);
-    status.inode = inStat.st_ino;
-    status.device = inStat.st_dev;
-    return status;
-}
 
 int OpenFlags(const OpenOptions& inOptions)
 {
@@ -94,58 +51,6 @@ bool StampsChanges(const struct statfs& inVolume)
         return false;
     }
 }
-
-class LinuxDirectoryListing : public IDirectoryListing
-{
-public:
-    explicit LinuxDirectoryListing(DIR* inFolder)
-        : mFolder(inFolder)
-    {
-    }
-    ~LinuxDirectoryListing() override { closedir(mFolder); }
-    LinuxDirectoryListing(const LinuxDirectoryListing&) = delete;
-    LinuxDirectoryListing& operator=(const LinuxDirectoryListing&) = delete;
-
-    int Next(DirectoryEntry& outEntry, bool& outEnd) override
-    {
-        for (;;)
-        {
-            errno = 0;
-            const dirent* const entry = readdir(mFolder);
-            if (entry == nullptr)
-            {
-                // The kernel answers ENOENT once the folder itself was removed.
-                outEnd = errno == 0 || errno == ENOENT;
-                return outEnd ? 0 : errno;
-            }
-            if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
-                continue;
-            if (!KindOf(*entry, outEntry.kind))
-                continue;
-            outEntry.name = entry->d_name;
-            outEnd = false;
-            return 0;
-        }
-    }
-
-private:
-    // Some file systems leave the kind open. @return false if the entry has gone meanwhile.
-    bool KindOf(const dirent& inEntry, FileKind& outKind)
-    {
-        if (inEntry.d_type != DT_UNKNOWN)
-        {
-            outKind = KindOfMode(DTTOIF(inEntry.d_type));
-            return true;
-        }
-        struct stat status;
-        const int error = Repeat(
-            [&] { return fstatat(dirfd(mFolder), inEntry.d_name, &status, AT_SYMLINK_NOFOLLOW); });
-        outKind = error == 0 ? KindOfMode(status.st_mode) : FileKind::kOther;
-        return error != ENOENT;
-    }
-
-    DIR* const mFolder;
-};
 
 } // namespace
 
@@ -257,15 +162,13 @@ int LinuxFileSystem::List(const std::string& inPath, LinkPolicy inPolicy,
         [&] { return file = open(inPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | links); });
     if (error != 0)
         return error;
-    DIR* const folder = fdopendir(file);
-    if (folder == nullptr)
-    {
-        const int streamError = errno;
-        close(file);
-        return streamError;
-    }
-    outListing = std::make_unique<LinuxDirectoryListing>(folder);
-    return 0;
+    return ListDescriptor(file, outListing);
+}
+
+int LinuxFileSystem::OpenFolder(const std::string& inPath, LinkPolicy inPolicy,
+                                std::unique_ptr<IFolder>& outFolder)
+{
+    return OpenLinuxFolder(inPath, inPolicy, outFolder);
 }
 
 int LinuxFileSystem::MakeDirectory(const std::string& inPath)

@@ -21,6 +21,8 @@ public:
     FileTime Now() override;
     int List(const std::string& inPath, LinkPolicy inPolicy,
              std::unique_ptr<IDirectoryListing>& outListing) override;
+    int OpenFolder(const std::string& inPath, LinkPolicy inPolicy,
+                   std::unique_ptr<IFolder>& outFolder) override;
     int MakeDirectory(const std::string& inPath) override;
     int RemoveDirectory(const std::string& inPath) override;
     int RemoveFile(const std::string& inPath) override;

@@ -1,5 +1,6 @@
 rk_add_tests(rk_platform_files_tests INTERNAL LABELS foundation SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FileSystemTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/FolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MachineFiguresTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MountInfoTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RenameWithoutReplacingTest.cpp

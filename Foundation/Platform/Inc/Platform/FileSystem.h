@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 
+#include "Platform/Folder.h"
+
 namespace Platform
 {
 
@@ -134,6 +136,9 @@ public:
     /// @param inPolicy  kDoNotFollow refuses a link to a folder (ENOTDIR).
     virtual int List(const std::string& inPath, LinkPolicy inPolicy,
                      std::unique_ptr<IDirectoryListing>& outListing) = 0;
+    /// @param inPolicy  kDoNotFollow refuses a link at the end of the path (ENOTDIR).
+    virtual int OpenFolder(const std::string& inPath, LinkPolicy inPolicy,
+                           std::unique_ptr<IFolder>& outFolder) = 0;
     /// EEXIST if anything has that name. The parent must be there.
     virtual int MakeDirectory(const std::string& inPath) = 0;
     /// ENOTEMPTY if it holds anything. Never follows a link (ENOTDIR).

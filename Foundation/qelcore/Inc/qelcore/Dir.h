@@ -87,10 +87,16 @@ public:
 
     /// Makes the folder. Its parent must be there, and nothing else of its name.
     void Create() const;
-    /// Removes the folder and the folders in it if there is nothing else in any of them, neither
-    /// files nor links; otherwise it throws (ENOTEMPTY) and leaves everything. Links are never
-    /// followed, and a link to a folder is not removed (ENOTDIR). If something appears or a removal
-    /// fails midway, the folders that were already removed are made again.
+    /// Removes the folder and the folders in it if there is nothing else in any of them: a file, a
+    /// hidden one too, or a link (ENOTEMPTY), or a mount point (EXDEV), makes it throw and leave
+    /// everything. The whole tree is looked through before the first folder is removed. Links are
+    /// never followed below FullPath()'s last slash, and a link to a folder is not removed (ENOTDIR).
+    ///
+    /// Others may be at work in the tree meanwhile. What they put into it makes this throw
+    /// (ENOTEMPTY), and the folders that were already removed are made again, with the rights of new
+    /// ones: so for a moment they may find a folder gone, and making something in it fails. What
+    /// they remove is no failure. If they move a folder that is just looked at, this stops (EBUSY);
+    /// whatever they move, nothing but empty folders, found in this tree, is ever removed.
     void Delete() const;
     /// Whether there is a folder of that name, or a link to one. Does not throw: what cannot be
     /// looked at is not there.
