@@ -5,7 +5,10 @@
 //             anything, and none may die.
 // OpenClose   what the system takes for the opening and closing itself, to see the rest against.
 //
-// One item is one file opened and closed again, while 90 others are registered: below the limits. Items
+// SteadyPurge is the other end: at the soft limit each second file that is opened has one purge look at all that
+// are registered. One item is one file opened and another closed for it; the argument is the limit.
+//
+// Otherwise one item is one file opened and closed again, while 90 others are registered: below the limits. Items
 // per second are wall-clock, all threads together.
 #include <cstdint>
 #include <memory>
@@ -102,6 +105,36 @@ void OpenAndClose(benchmark::State& ioState)
         sSubject.reset();
 }
 
+class YieldingOwner : public ZOR::WeakCountedObject<RK::IOpenFileOwner>
+{
+public:
+    qelcore::Result CloseOpenFile(std::uint32_t inFileID) override
+    {
+        RK::FileManager::UnregisterOpenFile(RK::IOpenFileOwnerRef(this), inFileID);
+        return qelcore::kResult_OK;
+    }
+    std::uint64_t GetOpenFilePriority(std::uint32_t inFileID) override { return inFileID; }
+};
+
+void SteadyPurge(benchmark::State& ioState)
+{
+    const RK::Initializer library;
+    const RK::IOpenFileOwnerRef owner(new YieldingOwner);
+    const qelcore::UTF16String path = Path();
+    const auto limit = static_cast<std::uint32_t>(ioState.range(0));
+    RK::FileManager::SetOpenFileLimits(2 * limit, 2 * limit); // purges come from the loop alone
+    std::uint32_t file = 0;
+    while (file < limit)
+        RK::FileManager::RegisterOpenFile(owner, path, ++file, 1);
+    for (auto _ : ioState)
+    {
+        RK::FileManager::RegisterOpenFile(owner, path, ++file, 1);
+        if (file % 2 == 0)
+            RK::FileManager::FlushOpenFilesToTemporaryLimit(limit);
+    }
+    ioState.SetItemsProcessed(ioState.iterations());
+}
+
 void OpenCloseOfTheSystem(benchmark::State& ioState)
 {
     for (auto _ : ioState)
@@ -111,6 +144,7 @@ void OpenCloseOfTheSystem(benchmark::State& ioState)
 
 BENCHMARK(OpenAndClose<Manager>)->ThreadRange(1, 2)->UseRealTime();
 BENCHMARK(OpenAndClose<OneMap>)->ThreadRange(1, 2)->UseRealTime();
+BENCHMARK(SteadyPurge)->Arg(100)->Arg(1000)->Arg(8000);
 BENCHMARK(OpenCloseOfTheSystem)->ThreadRange(1, 2)->UseRealTime();
 
 } // namespace

@@ -113,7 +113,7 @@ public:
     static void GetOpenFileLimits(std::uint32_t& outSoft, std::uint32_t& outHard);
     /// Limits that suit the process, to be passed to SetOpenFileLimits(): what the system lets it open
     /// (RLIMIT_NOFILE as it is now) less the descriptors that are open now and not registered here,
-    /// and less a quarter of the rest for those still to come; at most 8192. The soft limit is 10
+    /// and less a quarter of the rest for those still to come; at most 2048. The soft limit is 10
     /// lower, or half of the hard one where that is below 20. Takes time in proportion to the
     /// descriptors that are open.
     /// @param outSoft, outHard  1 <= outSoft <= outHard, however little there is. Also while the

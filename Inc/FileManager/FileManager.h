@@ -103,7 +103,7 @@ private:
     void CountBeforeListing(const FileKey& inKey, std::uint32_t inCount);
     void List(Files::node_type&& inFile);
     void TakeBack(std::uint32_t inCount);
-    Files::node_type TakeOffBooks(const FileKey& inKey) RK_REQUIRES(mMutex);
+    void TakeOffBooks(const FileKey& inKey) RK_REQUIRES(mMutex);
     void FlushWeakReferences();
 
     mutable qelcore::threads::RecursiveMutex mMutex; // guards all but the last two

@@ -21,8 +21,9 @@ constexpr char kSourcePath[] = "Src/FileManager/FileManager";
 constexpr std::uint32_t kDefaultSoftLimit = 100;
 constexpr std::uint32_t kDefaultHardLimit = 110;
 
-// Each registered file is asked for its priority at each purge, so there is an end to what pays.
-constexpr std::uint64_t kLargestSuggestedLimit = 8192;
+// A purge looks at every registered file, and at the limit each second opening makes one: beyond this that
+// takes longer than many a reopening (Bench/FileManagerBench.cpp).
+constexpr std::uint64_t kLargestSuggestedLimit = 2048;
 constexpr std::uint64_t kShareOfDescriptorsToCome = 4;
 constexpr std::uint32_t kSoftMargin = kDefaultHardLimit - kDefaultSoftLimit;
 

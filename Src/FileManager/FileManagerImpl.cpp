@@ -216,17 +216,15 @@ void FileManagerImpl::RegisterOpenFile(const IOpenFileOwnerRef& inOwner, const U
 
 void FileManagerImpl::CountBeforeListing(const FileKey& inKey, std::uint32_t inCount)
 {
-    Files::node_type replaced; // outlives the lock: it may hold a reference to its owner
     RecursiveMutex::ScopedLock lock(mMutex, "RK::FileManagerImpl::RegisterOpenFile");
-    replaced = TakeOffBooks(inKey);
+    TakeOffBooks(inKey);
     mOpenCount += inCount;
 }
 
 void FileManagerImpl::List(Files::node_type&& inFile)
 {
-    Files::node_type replaced; // by another thread, after this one has counted
     RecursiveMutex::ScopedLock lock(mMutex, "RK::FileManagerImpl::RegisterOpenFile");
-    replaced = TakeOffBooks(inFile.key());
+    TakeOffBooks(inFile.key()); // another thread may have listed it since this one has counted
     mFiles.insert(std::move(inFile));
 }
 
@@ -241,20 +239,20 @@ void FileManagerImpl::UnregisterOpenFile(const IOpenFileOwnerRef& inOwner, std::
     if (inOwner)
     {
         const FileKey key(inOwner, inFileID);
-        Files::node_type gone; // outlives the lock: it may hold a reference to its owner
         RecursiveMutex::ScopedLock lock(mMutex, "RK::FileManagerImpl::UnregisterOpenFile");
-        gone = TakeOffBooks(key);
+        TakeOffBooks(key);
     }
     EnforceLimits(false);
 }
 
-/// @return the entry, for the caller to drop; empty if there is none.
-FileManagerImpl::Files::node_type FileManagerImpl::TakeOffBooks(const FileKey& inKey)
+// Never the end of an owner: whoever calls this holds a reference to it.
+void FileManagerImpl::TakeOffBooks(const FileKey& inKey)
 {
-    Files::node_type file = mFiles.extract(inKey);
-    if (file)
-        mOpenCount -= file.mapped().first;
-    return file;
+    const auto file = mFiles.find(inKey);
+    if (file == mFiles.end())
+        return;
+    mOpenCount -= file->second.first;
+    mFiles.erase(file);
 }
 
 qelcore::Result FileManagerImpl::TryToCloseFileWithoutBlocking(const UTF16String& inPath)

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -49,10 +50,17 @@ struct FileManagerProbe
     /// Whether another thread finds the lock free.
     bool LockIsFree() const
     {
-        if (!m.mMutex.TryLock("FileManagerProbe"))
-            return false;
-        m.mMutex.Unlock();
-        return true;
+        bool free = false;
+        std::thread(
+            [this, &free]
+            {
+                if (!m.mMutex.TryLock("FileManagerProbe"))
+                    return;
+                free = true;
+                m.mMutex.Unlock();
+            })
+            .join();
+        return free;
     }
     /// Drops the files of dead owners, as any snapshot does.
     void Snapshot() { m.FlushWeakReferences(); }

@@ -2,7 +2,6 @@
 #include "FileManagerFixture.h"
 
 #include <stdexcept>
-#include <thread>
 
 namespace
 {
@@ -135,7 +134,7 @@ TEST_F(OpenFilePurge, ClosesWithTheLockFreeForOtherThreads)
     bool free = false;
     mOwner->onClose = [&free](std::uint32_t)
     {
-        std::thread([&free] { free = Inside().LockIsFree(); }).join();
+        free = Inside().LockIsFree();
         return 0;
     };
     Register(1);
@@ -152,7 +151,7 @@ TEST_F(OpenFilePurge, AsksForPrioritiesUnderTheLock)
     bool free = true;
     mOwner->onPriority = [&free](std::uint32_t)
     {
-        std::thread([&free] { free = Inside().LockIsFree(); }).join();
+        free = Inside().LockIsFree();
         return 0;
     };
     Register(1);

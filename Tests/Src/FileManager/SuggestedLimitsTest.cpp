@@ -48,9 +48,9 @@ TEST(SuggestedOpenFileLimits, OfATinyProcessStayUsable)
 
 TEST(SuggestedOpenFileLimits, OfAHugeOrUnlimitedProcessEndWhereMoreFilesPayNoMore)
 {
-    ExpectSuggestion(8182, 8192, 1 << 20, 30);
-    ExpectSuggestion(8182, 8192, kUnlimited, 30);
-    ExpectSuggestion(8182, 8192, kUnlimited, 0);
+    ExpectSuggestion(2038, 2048, 1 << 20, 30);
+    ExpectSuggestion(2038, 2048, kUnlimited, 30);
+    ExpectSuggestion(2038, 2048, kUnlimited, 0);
 }
 
 TEST(SuggestedOpenFileLimits, AreInOrderFitTheProcessAndNeverFallAsItGrows)

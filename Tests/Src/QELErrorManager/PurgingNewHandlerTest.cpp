@@ -1,6 +1,7 @@
 // The new handler, called as operator new calls it.
 #include "RKQELErrorManager.h"
 
+#include <chrono>
 #include <functional>
 #include <new>
 #include <stdexcept>
@@ -118,9 +119,12 @@ TEST_F(PurgingNewHandlerTest, DoesNotRecurseWhenThePurgeItselfFindsNoMemory)
         return true;
     };
     const RK::PurgingNewHandler handler;
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_TRUE(FailToAllocate());
     EXPECT_FALSE(inner);
     EXPECT_EQ(1u, mErrors->asked.size());
+    // Had the purge waited for itself, it would have done so for a second.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
 }
 
 TEST_F(PurgingNewHandlerTest, AsksForTwiceAsMuchEachTimeInARowAndGivesUpAfter16)
