@@ -56,6 +56,7 @@ struct MediaManagerProbe
     {
         return m.mControlLoopState.get();
     }
+    void DoThreadedPurge() { m.DoThreadedPurge(false); }
     MediaWeightMap& Weights(bool inPriorityZero) RK_NO_THREAD_SAFETY_ANALYSIS
     {
         return inPriorityZero ? m.mPriorityZeroWeightMap : m.mWeightMap;
