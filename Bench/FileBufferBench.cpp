@@ -7,8 +7,9 @@
 //
 // Random: a request at a random multiple of its size (seed 1); every block is in memory. Next: requests
 // from front to back, all in memory. Pass: the whole file in requests of 1 MiB, all in memory; Fill: the
-// same with nothing in memory beforehand, which includes taking and filling the blocks. The peer of all
-// is pread(2), which needs no position.
+// same with nothing in memory beforehand, which includes taking and filling the blocks. Evicted: as
+// Random, but the system has dropped its pages meanwhile, as it does when memory is short or much else
+// is read; the blocks are still there. The peer of all is pread(2), which needs no position.
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -57,7 +58,8 @@ private:
         bool written = file >= 0;
         for (std::size_t done = 0; written && done < kFileBytes; done += bytes.size())
             written = write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-        if (!written || close(file) != 0)
+        if (!written || fsync(file) != 0 ||
+            close(file) != 0) // what is not on disk cannot be evicted
             throw std::runtime_error("the file cannot be written");
         std::this_thread::sleep_for(std::chrono::seconds(11));
     }
@@ -89,6 +91,8 @@ public:
         mPeer += Time([&](std::uint64_t inOffset) { ReadPeer(inOffset); }, inOffsets);
         mRequests += static_cast<double>(inOffsets.size());
     }
+    /// Lets the system drop its pages of the file.
+    void Evict() { posix_fadvise(mDescriptor, 0, 0, POSIX_FADV_DONTNEED); }
     /// Brings all of the file into memory.
     void Fill()
     {
@@ -159,6 +163,20 @@ void Random(benchmark::State& ioState)
     readers.Report(ioState);
 }
 
+void Evicted(benchmark::State& ioState)
+{
+    const auto bytes = static_cast<std::size_t>(ioState.range(0));
+    Readers readers(bytes);
+    readers.Fill();
+    std::mt19937_64 random(1);
+    for (auto _ : ioState)
+    {
+        readers.Evict();
+        readers.Run({random() % (kFileBytes / bytes) * bytes});
+    }
+    readers.Report(ioState);
+}
+
 void Next(benchmark::State& ioState)
 {
     const auto bytes = static_cast<std::size_t>(ioState.range(0));
@@ -200,6 +218,7 @@ void Fill(benchmark::State& ioState)
 }
 
 BENCHMARK(Random)->Arg(4096)->Arg(65536)->Arg(1 << 20)->ThreadRange(1, 2)->UseRealTime();
+BENCHMARK(Evicted)->Arg(4096)->Arg(65536)->Arg(1 << 20)->UseRealTime();
 BENCHMARK(Next)->Arg(4096)->Arg(65536)->Arg(1 << 20)->ThreadRange(1, 2)->UseRealTime();
 BENCHMARK(Pass)->UseRealTime();
 BENCHMARK(Fill)->UseRealTime();

@@ -87,16 +87,25 @@ public:
 
     /// Stores a value and registers it with priority 1, unless the key is there: then the old value
     /// stays. Memory of 0 bytes violates the manager's contract, and what that raises leaves the
-    /// value stored and never purged.
+    /// value stored and never purged. If memory for the item is short, it is not stored.
     /// @param ioKey  gets a new mediaID in every case.
     void Insert(Key& ioKey, const Value& inValue)
     {
         {
             const Lock lock(mMutex, "RK::MediaMap::Insert");
             ioKey.mediaID = ++mNextID;
-            if (!mData.emplace(ioKey, inValue).second)
+            const auto stored = mData.emplace(ioKey, inValue);
+            if (!stored.second)
                 return;
-            mIDs.emplace(ioKey.mediaID, ioKey);
+            try
+            {
+                mIDs.emplace(ioKey.mediaID, ioKey);
+            }
+            catch (...)
+            {
+                mData.erase(stored.first); // without its number nothing could ever purge it
+                throw;
+            }
         }
         mManager->AddMedia(ioKey.mediaID, inValue.memory ? inValue.memory->Size() : 0, kPriority,
                            kHandleCount, IMediaMapRef(this));

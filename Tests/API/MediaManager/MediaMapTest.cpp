@@ -1,5 +1,7 @@
 #include "RiverKit/MediaManager/MediaMap.h"
 
+#include <new>
+
 #include "MediaTestSupport.h"
 
 using namespace Testing;
@@ -224,6 +226,41 @@ TEST_F(MediaMapTest, AValueWithoutMemoryIsHandedToTheManagerWithSizeZero)
     Insert(7, nullptr);
 
     EXPECT_EQ(Log({"add 1 size 0 priority 1 handles 0 map 1"}), TakeLog());
+}
+
+// A key of which only so many copies can be made: memory runs out.
+struct ScarceKey
+{
+    ScarceKey() = default;
+    ScarceKey(const ScarceKey& inOther)
+        : mediaID(inOther.mediaID)
+    {
+        if (sCopiesLeft-- == 0)
+            throw std::bad_alloc();
+    }
+    ScarceKey& operator=(const ScarceKey&) = default;
+    RK::MediaID mediaID = 0;
+    static int sCopiesLeft;
+    friend bool operator<(const ScarceKey&, const ScarceKey&) { return false; } // all are equal
+};
+int ScarceKey::sCopiesLeft = 0;
+
+TEST_F(MediaMapTest, AnItemThatMemoryIsTooShortForIsNeitherStoredNorRegistered)
+{
+    using Map = RK::MediaMap<ScarceKey, TestValue, NoSearcher>;
+    const ZOR::InterfaceRef<Map, RK::IMediaMap> map(new Map(mManager));
+    ScarceKey key;
+    for (const int copies : {0, 1})
+    {
+        ScarceKey::sCopiesLeft = copies;
+        EXPECT_THROW(map->Insert(key, TestValue{Memory(100), {}}), std::bad_alloc);
+        TestValue found;
+        EXPECT_FALSE(map->Find(key, found)) << copies;
+    }
+    EXPECT_EQ(Log(), TakeLog());
+    ScarceKey::sCopiesLeft = 100;
+    map->Insert(key, TestValue{Memory(100), {}});
+    EXPECT_EQ(1u, TakeLog().size());
 }
 
 TEST_F(MediaMapTest, AFlushFreesMemoryOutsideTheMapsLock)

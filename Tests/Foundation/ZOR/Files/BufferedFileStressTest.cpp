@@ -39,7 +39,7 @@ void CheckBlocks(const std::string& inBytes, int inOldest, int inNewest, Finding
 TEST(BufferedFileStress, EightReadersAWriterAndPurgesNeverSeeAStaleOrAMixedBlock)
 {
     constexpr std::size_t kSize = 2 * kBlock + 5000;
-    constexpr int kOverwrites = 60;
+    constexpr int kOverwrites = 36;
     constexpr int kReaders = 8;
     Testing::MemoryFileSystem files;
     files.AddFile(kPath, std::string(kSize, '\0'));
