@@ -13,7 +13,6 @@
 namespace
 {
 
-using qelcore::kResult_GeneralFailure;
 using qelcore::kResult_OK;
 using qelcore::Result;
 using qelcore::utility::ImmutableString;

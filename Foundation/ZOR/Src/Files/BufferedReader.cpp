@@ -223,7 +223,7 @@ RecycledMemoryPtr BufferedReader::Load(std::uint64_t inOffset, std::size_t inSiz
 {
     if (!Foundation::GetFileBufferFactory())
         return nullptr; // gone, and with it whoever would purge the block
-    const RecycledMemoryPtr block = RecycledMemory::Create(inSize);
+    RecycledMemoryPtr block = RecycledMemory::Create(inSize);
     std::size_t got = 0;
     FileStatus after;
     if (qelcore::Failed(ReadFullyAt(mFile, inOffset, block->Data(), inSize, got)) || got < inSize ||

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace
 {
@@ -47,23 +46,21 @@ TEST(BufferedFileStress, EightReadersAWriterAndPurgesNeverSeeAStaleOrAMixedBlock
     std::atomic<int> begun{0}, ended{0}, reads{0};
     std::atomic<bool> stop{false};
     Findings findings;
-    std::vector<std::thread> readers;
-    for (int i = 0; i < kReaders; ++i)
+    const auto read = [&]
     {
-        readers.emplace_back(
-            [&]
-            {
-                File file;
-                ASSERT_EQ(qelcore::kResult_OK, Testing::OpenBuffered(file, u"/d/clip"));
-                while (!stop)
-                {
-                    const int oldest = ended;
-                    const std::string bytes = Testing::ReadAt(file, 0, kSize);
-                    CheckBlocks(bytes, oldest, begun, findings);
-                    ++reads;
-                }
-            });
-    }
+        File file;
+        ASSERT_EQ(qelcore::kResult_OK, Testing::OpenBuffered(file, u"/d/clip"));
+        while (!stop)
+        {
+            const int oldest = ended;
+            const std::string bytes = Testing::ReadAt(file, 0, kSize);
+            CheckBlocks(bytes, oldest, begun, findings);
+            ++reads;
+        }
+    };
+    std::thread readers[kReaders];
+    for (std::thread& reader : readers)
+        reader = std::thread(read);
     for (int number = 1; number <= kOverwrites; ++number)
     {
         begun = number;

@@ -199,9 +199,9 @@ TEST_P(RealBufferedFile, NoWordIsOlderThanTheReadWhileAWriterOverwrites)
             }
         }
     };
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i)
-        readers.emplace_back(read);
+    std::thread readers[3];
+    for (std::thread& reader : readers)
+        reader = std::thread(read);
     for (std::uint64_t number = 1; number <= kOverwrites; ++number)
     {
         const std::vector<std::uint64_t> words(kWords, number);
