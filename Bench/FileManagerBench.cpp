@@ -1,15 +1,16 @@
 // What a reader pays for telling the file manager that it has opened or closed a file.
 //
 // Manager     the library's: an ordered map of owners and numbers, weak references, two limits.
-// OneMap      a hash map of pointers and numbers behind one mutex, and one limit: no owner is asked for
-//             anything, and none may die.
+// OneMap      a hash map of pointers and numbers behind one mutex, and one limit: no owner is asked
+//             for anything, and none may die.
 // OpenClose   what the system takes for the opening and closing itself, to see the rest against.
 //
-// SteadyPurge is the other end: at the soft limit each second file that is opened has one purge look at all that
-// are registered. One item is one file opened and another closed for it; the argument is the limit.
+// SteadyPurge is the other end: at the soft limit each second file that is opened has one purge
+// look at all that are registered. One item is one file opened and another closed for it; the
+// argument is the limit.
 //
-// Otherwise one item is one file opened and closed again, while 90 others are registered: below the limits. Items
-// per second are wall-clock, all threads together.
+// Otherwise one item is one file opened and closed again, while 90 others are registered: below the
+// limits. Items per second are wall-clock, all threads together.
 #include <cstdint>
 #include <memory>
 #include <mutex>

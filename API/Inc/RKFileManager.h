@@ -10,8 +10,8 @@
 #include "qelcore/UTFString.h"
 
 // The limit on open files. A process may hold only so many, and reopening is slow, so readers keep
-// theirs open until there are too many: then the manager asks the owners of the least deserving ones
-// to close them. A reader, in full but for its reading:
+// theirs open until there are too many: then the manager asks the owners of the least deserving
+// ones to close them. A reader, in full but for its reading:
 //
 //     class Reader : public ZOR::WeakCountedObject<RK::IOpenFileOwner>
 //     {
@@ -51,23 +51,26 @@ namespace RK
 
 // Something that keeps files open. It tells them apart by numbers of its own.
 //
-// Ownership  An owner that offers weak references (ZOR::WeakCountedObject) is not kept alive by being
-//            registered; one that does not is, until it has unregistered its last file.
+// Ownership  An owner that offers weak references (ZOR::WeakCountedObject) is not kept alive by
+//            being registered; one that does not is, until it has unregistered its last file.
+//            Either answers QueryMap for this interface.
 // Threads    CloseOpenFile is called on any thread, with no lock of the manager held.
 //            GetOpenFilePriority is called with the manager's lock held: it takes no lock that the
 //            owner holds across a call into the manager.
-// Errors     Neither may throw. An exception out of CloseOpenFile ends all later purging; one out of
-//            GetOpenFilePriority passes to whoever called the manager.
+// Errors     Neither may throw. An exception out of CloseOpenFile ends all later purging; one out
+//            of GetOpenFilePriority passes to whoever called the manager.
 class RK_API IOpenFileOwner : public ZOR::ZORUnknown
 {
 public:
-    /// Asks the owner to close a file. An owner that agrees unregisters the file, within this call or
-    /// soon after, and opens it again when it needs it. The call may come for a file that was
+    /// Asks the owner to close a file. An owner that agrees unregisters the file, within this call
+    /// or soon after, and opens it again when it needs it. The call may come for a file that was
     /// unregistered in the same moment.
-    /// @return negative if the file cannot be closed now: it stays registered, and the next is asked.
+    /// @return negative if the file cannot be closed now: it stays registered, and the next is
+    ///         asked.
     virtual qelcore::Result CloseOpenFile(std::uint32_t inFileID) = 0;
-    /// @return how much the file deserves to stay open: the one with the smallest value is asked first.
-    ///         The scale is common to all owners of the process; the time of the last use serves well.
+    /// @return how much the file deserves to stay open: the one with the smallest value is asked
+    ///         first. The scale is common to all owners of the process; the time of the last use
+    ///         serves well.
     virtual std::uint64_t GetOpenFilePriority(std::uint32_t inFileID) = 0;
     ~IOpenFileOwner() override;
 };
@@ -75,22 +78,23 @@ public:
 using IOpenFileOwnerRef = ZOR::InterfaceRef<IOpenFileOwner, IOpenFileOwner>;
 RK_API const qelcore::utility::Guid& GuidOf(IOpenFileOwner*);
 
-// Counts the files that owners have registered, and has some closed when there are too many. Above the
-// hard limit the call that brought the count there waits while the count is brought below the soft
-// one; between the two that happens in the background. Files are only ever closed by their owners.
+// Counts the files that owners have registered, and has some closed when there are too many. Above
+// the hard limit the call that brought the count there waits while the count is brought below the
+// soft one; between the two that happens in the background. Files are only ever closed by their
+// owners.
 //
-// Lifetime  It runs while an RK::Initializer lives. Otherwise every function but GetSuggested... does
-//           nothing and answers 0 or false, except as told below.
-// Threads   Any function from any thread, within an owner's CloseOpenFile and destructor too; Startup
-//           and Shutdown one at a time. Purges do not run side by side: who finds one under way goes on
-//           at once, and what is left to do is done in the background; so while many threads open
-//           files the count may pass the hard limit for a moment, and a reader that gets no descriptor
-//           then yields and tries again. No owner is released, and nothing of it called but
-//           GetOpenFilePriority, with the manager's lock held.
-// Cost      A call that stays below the hard limit closes nothing, and costs a look-up in an ordered
-//           map under one lock.
-// Errors    A violated contract is reported and raises qelcore::config::Error. std::bad_alloc leaves
-//           the books as they were.
+// Lifetime  It runs while an RK::Initializer lives. Otherwise every function but GetSuggested...
+//           does nothing and answers 0 or false, except as told below.
+// Threads   Any function from any thread, within an owner's CloseOpenFile and destructor too;
+//           Startup and Shutdown one at a time. Purges do not run side by side: who finds one under
+//           way goes on at once, and what is left to do is done in the background; so while many
+//           threads open files the count may pass the hard limit for a moment, and a reader that
+//           gets no descriptor then yields and tries again. No owner is released, and nothing of it
+//           called but GetOpenFilePriority, with the manager's lock held.
+// Cost      A call that stays below the hard limit closes nothing, and costs a look-up in an
+//           ordered map under one lock.
+// Errors    A violated contract is reported and raises qelcore::config::Error. std::bad_alloc
+//           leaves the books as they were.
 class RK_API FileManager
 {
 public:
@@ -111,10 +115,10 @@ public:
     static void SetOpenFileLimits(std::uint32_t inSoft, std::uint32_t inHard);
     /// Both are 0 while the manager is not running.
     static void GetOpenFileLimits(std::uint32_t& outSoft, std::uint32_t& outHard);
-    /// Limits that suit the process, to be passed to SetOpenFileLimits(): what the system lets it open
-    /// (RLIMIT_NOFILE as it is now) less the descriptors that are open now and not registered here,
-    /// and less a quarter of the rest for those still to come; at most 2048. The soft limit is 10
-    /// lower, or half of the hard one where that is below 20. Takes time in proportion to the
+    /// Limits that suit the process, to be passed to SetOpenFileLimits(): what the system lets it
+    /// open (RLIMIT_NOFILE as it is now) less the descriptors that are open now and not registered
+    /// here, and less a quarter of the rest for those still to come; at most 2048. The soft limit
+    /// is 10 lower, or half of the hard one where that is below 20. Takes time in proportion to the
     /// descriptors that are open.
     /// @param outSoft, outHard  1 <= outSoft <= outHard, however little there is. Also while the
     ///                          manager is not running.
@@ -137,9 +141,9 @@ public:
     /// Notes that a file was closed. An unknown one, and a null owner, are ignored.
     static void UnregisterOpenFile(const IOpenFileOwnerRef& inFileOwner, std::uint32_t inFileID);
 
-    /// Asks every owner of a file of that path to close it, so that it can be moved or removed, up to
-    /// the first that refuses. Paths are compared as ZOR::PathUtils::ToNormalizedPath() gives them,
-    /// the letters A to Z without their case.
+    /// Asks every owner of a file of that path to close it, so that it can be moved or removed, up
+    /// to the first that refuses. Paths are compared as ZOR::PathUtils::ToNormalizedPath() gives
+    /// them, the letters A to Z without their case.
     /// @return the refusal, or else what the last owner answered; 0 if no such file is registered;
     ///         kResult_GeneralFailure while the manager is not running.
     static qelcore::Result TryToCloseFileWithoutBlocking(const qelcore::UTF16String& inPath);

@@ -57,11 +57,11 @@ struct FileManager::FileRecord
 
 // The one instance behind FileManager's functions. What the functions promise is told there.
 //
-// Locks    mMutex is held for bookkeeping only. With it held owners are asked for their priority, and
-//          for their interfaces when a weak reference is turned into a strong one; nothing else of
-//          them runs. What may be the last reference to an owner is let go of after it.
-// Books    mOpenCount is the sum of the counts in mFiles, and of those whose registration is between
-//          its enforcing and its listing.
+// Locks    mMutex is held for bookkeeping only. With it held owners are asked for their priority,
+//          and for their interfaces when a weak reference is turned into a strong one; nothing else
+//          of them runs. What may be the last reference to an owner is let go of after it.
+// Books    mOpenCount is the sum of the counts in mFiles, and of those whose registration is
+//          between its enforcing and its listing.
 class FileManagerImpl
 {
 public:
@@ -79,8 +79,8 @@ public:
     void GetOpenFileLimits(std::uint32_t& outSoft, std::uint32_t& outHard) const;
     std::uint64_t GetOpenCount() const;
 
-    /// @param inForce  for the background: has the count brought below the soft limit now, wherever it
-    ///                 is above that; while a purge runs, a lazy one is queued at its end.
+    /// @param inForce  for the background: has the count brought below the soft limit now, wherever
+    ///                 it is above that; while a purge runs, a lazy one is queued at its end.
     void EnforceLimits(bool inForce);
     bool PurgeToLimit(std::uint32_t inLimit);
 

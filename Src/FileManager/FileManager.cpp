@@ -21,8 +21,8 @@ constexpr char kSourcePath[] = "Src/FileManager/FileManager";
 constexpr std::uint32_t kDefaultSoftLimit = 100;
 constexpr std::uint32_t kDefaultHardLimit = 110;
 
-// A purge looks at every registered file, and at the limit each second opening makes one: beyond this that
-// takes longer than many a reopening (Bench/FileManagerBench.cpp).
+// A purge looks at every registered file, and at the limit each second opening makes one: beyond
+// this that takes longer than many a reopening (Bench/FileManagerBench.cpp).
 constexpr std::uint64_t kLargestSuggestedLimit = 2048;
 constexpr std::uint64_t kShareOfDescriptorsToCome = 4;
 constexpr std::uint32_t kSoftMargin = kDefaultHardLimit - kDefaultSoftLimit;

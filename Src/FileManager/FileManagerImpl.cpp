@@ -106,8 +106,8 @@ void FileManagerImpl::EnforceLimits(bool inForce)
         purgeLater = overSoft && !purgeNow;
         if (purgeLater && inForce)
         {
-            // It runs in the background and has met a purge: queued again at once, it would do so over
-            // and over until that ends.
+            // It runs in the background and has met a purge: queued again at once, it would do so
+            // over and over until that ends.
             mQueueAfterPurge = true;
             purgeLater = false;
         }

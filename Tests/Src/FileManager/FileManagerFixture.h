@@ -79,8 +79,8 @@ inline qelcore::UTF16String PathOf(std::uint32_t inFileID)
     return u"/clips/" + qelcore::utility::AsciiToUTF16(number.data(), number.size());
 }
 
-/// An owner that closes what it is asked to and unregisters that, unless the test says otherwise. The
-/// number of a file is its priority. Base decides whether there are weak references to it.
+/// An owner that closes what it is asked to and unregisters that, unless the test says otherwise.
+/// The number of a file is its priority. Base decides whether there are weak references to it.
 template <class Base>
 class FileOwner : public Base
 {

@@ -1,4 +1,5 @@
-// The books against a plain model that knows neither locks nor trees, over thousands of random steps.
+// The books against a plain model that knows neither locks nor trees, over thousands of random
+// steps.
 #include <algorithm>
 #include <map>
 #include <random>
@@ -31,7 +32,8 @@ public:
     void Put(const Key& inKey, std::uint32_t inCount)
     {
         mFiles.erase(inKey);
-        // Counted, and not yet listed: so it is above the limit with the rest, and cannot be closed.
+        // Counted, and not yet listed: so it is above the limit with the rest, and cannot be
+        // closed.
         if (Sum() + inCount > mHard)
             Purge(mSoft, inCount);
         mFiles[inKey] = inCount;

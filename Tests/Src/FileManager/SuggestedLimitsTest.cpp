@@ -126,7 +126,8 @@ TEST(ProcessLimits, MakeTheSuggestionAlsoWhileTheManagerIsStopped)
     EXPECT_EQ(expected.soft, Suggested().soft);
 }
 
-/// In a process of few descriptors, where each counts: whether those that are registered are left out.
+/// In a process of few descriptors, where each counts: whether those that are registered are left
+/// out.
 int CompareSuggestions()
 {
     const rlimit limit = {200, 200};

@@ -42,8 +42,9 @@ public:
     bool outOfMemory = false;
 };
 
-/// A manager of media with nothing in it, a manager of files with one that refuses to be closed, no unused
-/// strings and nothing in the recycler's pool: nothing can be freed until the test puts something there.
+/// A manager of media with nothing in it, a manager of files with one that refuses to be closed, no
+/// unused strings and nothing in the recycler's pool: nothing can be freed until the test puts
+/// something there.
 class PurgeMemoryTest : public ManagerTest
 {
 protected:
@@ -144,8 +145,8 @@ TEST_F(PurgeMemoryTest, OfNoBytesFreesNothingNotEvenWhatIsStaleAndFails)
     LeaveAnUnusedString();
     LeaveABlockInThePool(kMiB);
     AddAt(1, 1, kMiB);
-    mManager
-        ->EnterHighThroughputMode(); // in this mode any purge drops what was not used for some seconds
+    // In this mode any purge drops what was not used for some seconds.
+    mManager->EnterHighThroughputMode();
     GoTo(1000);
 
     EXPECT_FALSE(mErrors.PurgeMemory(0));
