@@ -145,7 +145,7 @@ void MediaManager::UpdateMemoryBalance()
                                     "RK::MediaManager::UpdateMemoryBalance");
     mBalancePending = false;
     mLastBalanceTime = Now();
-    if (!mMemoryBalancer || TQM::GetApplicationType() == 1)
+    if (!mMemoryBalancer || mStopped || TQM::GetApplicationType() == 1)
         return;
     const BalanceFigures figures = GetBalanceFigures();
     mMemoryBalancer->SetApplicationState(figures.minimum, figures.maximum, figures.used,

@@ -55,8 +55,11 @@ bool GrantsAreWithin(const BalanceImage& inImage)
 
 ContainedDemand DemandOf(const Slot& inSlot)
 {
-    return {
-        {inSlot.minimum, inSlot.maximum, inSlot.priority}, inSlot.total, inSlot.free, inSlot.used};
+    return {{inSlot.minimum, inSlot.maximum, inSlot.priority},
+            inSlot.total,
+            inSlot.free,
+            inSlot.used,
+            inSlot.turn};
 }
 
 } // namespace

@@ -24,6 +24,7 @@ struct Slot
     std::uint64_t used = 0;
     std::uint64_t total = 0; // memory of the container, down to the machine
     std::uint64_t free = 0;  // of it
+    std::uint64_t turn = 0;  // the image's count when the process told this
     std::uint64_t grant = 0;
     std::array<char16_t, kNameUnits> name{};
 
@@ -37,6 +38,7 @@ struct BalanceImage
     std::uint64_t magic = 0;
     std::uint64_t checksum = 0; // of all that follows
     std::uint64_t capacity = 0; // all grants together are not above it
+    std::uint64_t turns = 0;    // counts the turns that processes have taken
     std::array<Slot, kSlotCount> slots{};
 };
 static_assert(std::is_trivially_copyable_v<BalanceImage>);

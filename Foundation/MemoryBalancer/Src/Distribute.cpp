@@ -121,13 +121,16 @@ std::vector<std::uint64_t> DescendingTotals(const std::vector<ContainedDemand>& 
 std::uint64_t CapacityWithin(std::uint64_t inTotal, const std::vector<ContainedDemand>& inDemands)
 {
     std::uint64_t free = ~std::uint64_t{0};
+    std::uint64_t turn = 0;
     std::uint64_t used = 0;
     for (const ContainedDemand& each : inDemands)
     {
-        if (each.total == inTotal)
-            free = std::min(free, each.free);
         if (each.total <= inTotal)
             used = SumWithin(used, std::min(each.used, each.total));
+        if (each.total != inTotal || each.turn < turn)
+            continue;
+        free = each.turn > turn ? each.free : std::min(free, each.free);
+        turn = each.turn;
     }
     return std::min(inTotal, SumWithin(free, used));
 }

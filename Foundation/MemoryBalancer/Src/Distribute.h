@@ -23,6 +23,7 @@ struct ContainedDemand
     std::uint64_t total = 0; ///< memory of the container
     std::uint64_t free = 0;  ///< what of it can be had without swapping
     std::uint64_t used = 0;  ///< by the process
+    std::uint64_t turn = 0;  ///< when it looked: the highest is the newest
 };
 
 /// Shares inCapacity among demands, by the rules that MemoryBalancer tells of. The sum of all grants is at
@@ -32,7 +33,8 @@ std::vector<std::uint64_t> Distribute(const std::vector<Demand>& inDemands,
                                       std::uint64_t inCapacity);
 
 /// What all of inDemands may use together: no more than the largest of their containers has, and no more
-/// than what is free there and what they use already. 0 if there are none.
+/// than what is free there, by the newest look, and what they use already. 0 if there are none. Older looks
+/// at what is free do not count: a process that was stopped would hold the figure of that time for ever.
 std::uint64_t CapacityOf(const std::vector<ContainedDemand>& inDemands);
 
 // The same within containers. Nobody can tell which container a process of another namespace is in, so

@@ -115,7 +115,7 @@ bool MemberThread::Core::TakeState(ApplicationState& outState)
 }
 
 std::optional<std::uint64_t> MemberThread::Core::TakeTurn(SuiteSeat& ioSeat,
-                                                            const ApplicationState& inState)
+                                                          const ApplicationState& inState)
 {
     std::optional<std::uint64_t> grant;
     try

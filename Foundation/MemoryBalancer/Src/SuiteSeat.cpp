@@ -191,12 +191,12 @@ bool SuiteSeat::TakeSlot(BalanceImage& ioImage)
 }
 
 std::optional<std::uint64_t> SuiteSeat::TakeTurnInside(const SeatFigures& inFigures,
-                                                         BalanceImage& ioImage)
+                                                       BalanceImage& ioImage)
 {
     const TableUnlocker unlocker(*mSegment);
     if (!TakeSlot(ioImage))
         return std::nullopt;
-    Fill(ioImage.slots[mSlot], inFigures);
+    Fill(ioImage, ioImage.slots[mSlot], inFigures);
     FreeSlotsOfTheGone(ioImage);
     const bool changed = Rebalance(ioImage);
     Seal(ioImage);
@@ -212,12 +212,12 @@ std::uint64_t SuiteSeat::TakeTurnAlone(const SeatFigures& inFigures)
         RK_TRACE("MemoryBalancer", 0,
                  "No memory can be shared with the suite: this process is granted what it would "
                  "get as the only member.");
-    Fill(mAlone.slots[0], inFigures);
+    Fill(mAlone, mAlone.slots[0], inFigures);
     Rebalance(mAlone);
     return mAlone.slots[0].grant;
 }
 
-void SuiteSeat::Fill(Slot& outSlot, const SeatFigures& inFigures) const
+void SuiteSeat::Fill(BalanceImage& ioImage, Slot& outSlot, const SeatFigures& inFigures) const
 {
     outSlot.taken = 1;
     outSlot.priority = inFigures.state.priority;
@@ -227,6 +227,7 @@ void SuiteSeat::Fill(Slot& outSlot, const SeatFigures& inFigures) const
     outSlot.used = inFigures.state.used;
     outSlot.total = inFigures.total;
     outSlot.free = inFigures.free;
+    outSlot.turn = ++ioImage.turns;
     outSlot.name = mName;
 }
 

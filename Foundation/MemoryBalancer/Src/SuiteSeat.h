@@ -65,9 +65,9 @@ private:
     bool HasSlot() const { return mSlot < kSlotCount; }
     bool TakeSlot(BalanceImage& ioImage);
     std::optional<std::uint64_t> TakeTurnInside(const SeatFigures& inFigures,
-                                                  BalanceImage& ioImage);
+                                                BalanceImage& ioImage);
     std::uint64_t TakeTurnAlone(const SeatFigures& inFigures);
-    void Fill(Slot& outSlot, const SeatFigures& inFigures) const;
+    void Fill(BalanceImage& ioImage, Slot& outSlot, const SeatFigures& inFigures) const;
     void FreeSlotsOfTheGone(BalanceImage& ioImage) const;
 
     const qelcore::UTF16String mSuite;

@@ -210,7 +210,20 @@ TEST(Capacity, IsAtMostAllThatTheMachineHas)
     EXPECT_EQ(16 * kGiB, CapacityOf({On(16 * kGiB, kMost, kMost), On(16 * kGiB, kMost, kMost)}));
 }
 
-TEST(Capacity, TakesTheLesserOfTwoAnswersAboutWhatIsFree)
+TEST(Capacity, TakesTheNewestAnswerAboutWhatIsFree)
+{
+    ContainedDemand stopped = On(16 * kGiB, kGiB, 0);
+    ContainedDemand running = On(16 * kGiB, 8 * kGiB, 0);
+    stopped.turn = 6;
+    running.turn = 7;
+    EXPECT_EQ(8 * kGiB, CapacityOf({stopped, running}));
+    EXPECT_EQ(8 * kGiB, CapacityOf({running, stopped}));
+    running.total = 32 * kGiB; // what is free in a smaller container is another matter
+    EXPECT_EQ(8 * kGiB, CapacityOf({stopped, running}));
+    EXPECT_THAT(DistributeInContainers({stopped, running}), ElementsAre(992 * kMiB, 6944 * kMiB));
+}
+
+TEST(Capacity, TakesTheLesserOfTwoAnswersOfOneAge)
 {
     EXPECT_EQ(4 * kGiB, CapacityOf({On(16 * kGiB, 8 * kGiB, 0), On(16 * kGiB, 4 * kGiB, 0)}));
 }

@@ -65,6 +65,15 @@ TEST_F(Seat, SharesWithTheOthers)
     EXPECT_EQ(kHalf, first.TakeTurn(Figures(16 * kGiB)));
 }
 
+TEST_F(Seat, OfAStoppedProcessDoesNotHoldTheFreeMemoryOfThatTime)
+{
+    SeatFigures before = Figures(16 * kGiB);
+    before.free = kGiB;
+    first.TakeTurn(before);
+    second.TakeTurn(Figures(16 * kGiB));
+    EXPECT_EQ(8 * kGiB, GetBalance().capacity);
+}
+
 TEST_F(Seat, RingsTheBellWhenGrantsChangeAndOnlyThen)
 {
     first.TakeTurn(Figures(kGiB));

@@ -44,6 +44,7 @@ protected:
     }
 
     FakeClock clock;
+    FakeMemberships memberships;
     FakeMachineFigures machine;
     FakeRegistry registry;
     ManualExecutorFactory executors;
@@ -243,6 +244,7 @@ TEST_F(Life, AfterTheStopOwnersMayGoOnCallingWithoutEffect)
     EXPECT_EQ(0u, manager->GetCurrentSpace());
     EXPECT_THAT(map->Flushed(), IsEmpty());
     EXPECT_EQ(0u, static_cast<MediaManager*>(manager.get())->GetLostEventCount());
+    EXPECT_TRUE(memberships.told.empty()); // a stopped library joins no suite
 }
 
 TEST_F(Life, AStartTakesUpAManagerThatSomebodyKept)

@@ -41,6 +41,8 @@ protected:
 
     Stress()
     {
+        // The balancer is the real one, with its thread, in a suite of its own.
+        memorybalancer::SetSuiteName(u"RiverKit stress of the media manager");
         MediaManager::ForgetMachine();
         MediaManager::Startup();
         mManager = MediaManager::Running();
@@ -49,6 +51,8 @@ protected:
     {
         mManager = nullptr;
         MediaManager::Shutdown();
+        MediaManager::ForgetMachine();
+        memorybalancer::SetSuiteName({});
     }
     template <class Work>
     static void RunThreads(int inCount, const Work& inWork)
