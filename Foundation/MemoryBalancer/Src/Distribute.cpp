@@ -55,7 +55,8 @@ std::vector<Claim> MakeClaims(const std::vector<Demand>& inDemands, std::uint64_
 }
 
 /// Gives the claims of one priority their minimums, or each the same part of it.
-/// @return what is left of inRest.
+/// @return what is left of inRest: nothing if it was too little, since the few bytes that division leaves
+///         over are not to make a lower priority the richer one.
 std::uint64_t GrantMinimumsOf(MemoryPriority inPriority, std::vector<Claim>& ioClaims,
                               std::uint64_t inRest)
 {
@@ -72,7 +73,7 @@ std::uint64_t GrantMinimumsOf(MemoryPriority inPriority, std::vector<Claim>& ioC
                           : static_cast<std::uint64_t>(Wide{claim.minimum} * inRest / wanted);
         given += claim.grant;
     }
-    return inRest - given;
+    return wanted <= inRest ? inRest - given : 0;
 }
 
 /// One round by weight. Who would get all that it needs or more gets that, and the others wait for the next

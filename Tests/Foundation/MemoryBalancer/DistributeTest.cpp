@@ -63,6 +63,8 @@ INSTANTIATE_TEST_SUITE_P(
             {{60, 90, 2}, {60, 90, 1}, {20, 90, 1}},
             100,
             {60, 30, 10}},
+        // Half a byte to each of the higher ones is nothing, and no byte for the lower one.
+        Row{"NothingLeftOverToTheLower", {{1, 9, 1}, {1, 9, 1}, {1, 9, 0}}, 1, {0, 0, 0}},
         Row{"NothingToTheLowestWhenMinimumsDoNotFit", {{60, 90, 0}, {100, 100, 1}}, 100, {0, 100}},
         Row{"NoMoreThanAMaximumBelowTheMinimum", {{50, 20, 1}, {0, 100, 1}}, 100, {20, 80}},
         Row{"HalfToEachOfTwoThatWantEverything",
