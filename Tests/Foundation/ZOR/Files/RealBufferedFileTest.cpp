@@ -219,8 +219,8 @@ TEST_P(RealBufferedFile, NoWordIsOlderThanTheReadWhileAWriterOverwrites)
         if (number % 3 == 0)
             Testing::PurgeAll();
         const std::uint64_t keptBefore = BytesKept();
-        while (number % 4 != 0 &&
-               BytesKept() <= keptBefore) // until this content settles and is kept
+        // Until this content settles and is kept, unless what is kept is stale.
+        while (number % 4 != 0 && stale == 0 && BytesKept() <= keptBefore)
             std::this_thread::yield();
     }
     stop = true;
