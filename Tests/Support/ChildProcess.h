@@ -3,16 +3,16 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <fstream>
 #include <functional>
-#include <sstream>
-#include <string>
 
 #include <grp.h>
+#include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "RealRights.h"
 
 namespace Testing
 {
@@ -70,32 +70,14 @@ inline bool CanMount()
     return RunInChild([] { return EnterPrivateMounts() ? 0 : 1; }) == 0;
 }
 
-/// Whether the mount table has the volume of "/". In a bare chroot it has not.
-inline bool RootIsAMountPoint()
-{
-    std::ifstream table("/proc/self/mountinfo");
-    for (std::string line; std::getline(table, line);)
-    {
-        std::istringstream fields(line);
-        std::string field;
-        for (int i = 0; i < 5; ++i)
-            fields >> field;
-        if (field == "/")
-            return true;
-    }
-    return false;
-}
-
 } // namespace Testing
 
 /// Skips the test where mounts are not allowed.
 #define RK_NEEDS_MOUNTS()                                                                          \
-    do                                                                                             \
-    {                                                                                              \
-        if (!::Testing::CanMount())                                                                \
-            GTEST_SKIP() << "needs the right to mount in a namespace of its own (CAP_SYS_ADMIN, "  \
-                            "and a root folder that is a mount point)";                            \
-    } while (false)
+    RK_NEEDS(::Testing::CanMount(),                                                                \
+             ::Testing::HasCapability(CAP_SYS_ADMIN) && ::Testing::RootIsAMountPoint(),            \
+             "the right to mount in a namespace of its own (CAP_SYS_ADMIN, and a root folder "     \
+             "that is a mount point)")
 
 /// Skips the test where files have no volume in the mount table.
 #define RK_NEEDS_A_ROOT_VOLUME()                                                                   \

@@ -1,4 +1,5 @@
 #include "Platform/Debugger.h"
+#include "Support/RealRights.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -57,7 +58,7 @@ int StatusOfTraced(void (*inChild)())
 bool WasRefused(int inStatus)
 {
     return WIFEXITED(inStatus) && WEXITSTATUS(inStatus) == kTracingRefused &&
-           !std::getenv("RK_REQUIRE_REAL");
+           !Testing::RealTestsAreRequired();
 }
 
 TEST(Debugger, ATracedProcessKnowsThatItIs)
