@@ -1,5 +1,7 @@
 #include "FrameCache.h"
 
+#include <algorithm>
+
 #include "Text.h"
 
 namespace RKHost
@@ -20,9 +22,36 @@ FrameCache::Key FrameCache::MakeKey(const std::string& inPath)
                ImmutableString::CreateStatic("rkhost.Frame"));
 }
 
+FrameCache::Cache::Cache()
+    : MediaCache(ToLibraryText("rkhost frames"), kPriority)
+{
+}
+
+FrameCache::Cache::~Cache()
+{
+    Detach();
+}
+
+void FrameCache::Cache::AddFrame(const Key& inKey, const Value& inPixels)
+{
+    const Lock lock(mMutex, "RKHost::FrameCache::Cache::AddFrame");
+    const std::size_t before = mElements.size();
+    Add(inKey, inPixels, inPixels->Size(), kPriority, kNoHandles);
+    if (mElements.size() > before)
+        mBytesAdded += inPixels->Size();
+}
+
+void FrameCache::Cache::Flush(RK::MediaID inID)
+{
+    const Lock lock(mMutex, "RKHost::FrameCache::Cache::Flush");
+    const auto found = mIDs.find(inID);
+    if (found != mIDs.end())
+        mBytesPurged += found->second->second.mValue->Size();
+    MediaCache::Flush(inID);
+}
+
 FrameCache::FrameCache()
     : mManager(RK::GetMediaManager())
-    , mCache(ToLibraryText("rkhost frames"), kPriority)
 {
 }
 
@@ -35,22 +64,20 @@ FrameCache::Value FrameCache::Get(const Key& inKey)
 
 void FrameCache::Add(const Key& inKey, const Value& inPixels)
 {
-    mBytesAdded += inPixels->Size();
-    mCache.Add(inKey, inPixels, inPixels->Size(), kPriority, kNoHandles);
+    mCache.AddFrame(inKey, inPixels);
 }
 
 std::uint64_t FrameCache::BytesHeld() const
 {
-    mManager->FlushAsyncEvents();
-    return mManager->GetCurrentSpace();
+    const std::uint64_t purged = mCache.BytesPurged();
+    return mCache.BytesAdded() - purged;
 }
 
-std::uint64_t FrameCache::BytesPurged() const
+std::uint64_t FrameCache::BytesOfOthers() const
 {
-    // rkhost never removes a frame itself, so what was added and is not held has been purged.
-    const std::uint64_t added = mBytesAdded;
-    const std::uint64_t held = BytesHeld();
-    return added > held ? added - held : 0;
+    mManager->FlushAsyncEvents();
+    const std::uint64_t all = mManager->GetCurrentSpace();
+    return all - std::min(all, BytesHeld());
 }
 
 std::uint64_t FrameCache::BudgetBytes() const

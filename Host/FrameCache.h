@@ -32,18 +32,35 @@ public:
     Value Get(const Key& inKey);
     void Add(const Key& inKey, const Value& inPixels);
 
-    /// Bytes that the media manager has on its books now.
+    /// Bytes of the frames that are here now.
     std::uint64_t BytesHeld() const;
-    /// Bytes that it has taken away from this cache so far.
-    std::uint64_t BytesPurged() const;
+    /// Bytes of frames that the media manager has taken away so far.
+    std::uint64_t BytesPurged() const { return mCache.BytesPurged(); }
+    /// Bytes that the media manager has on its books for others in the process.
+    std::uint64_t BytesOfOthers() const;
     std::uint64_t BudgetBytes() const;
 
 private:
-    using Cache = RK::MediaCache<Key, Value, RK::Details::NaiveCacheManager<Value>>;
+    // Counts its bytes itself: the manager's books have everything that is cached in the process.
+    class Cache : public RK::MediaCache<Key, Value>
+    {
+    public:
+        Cache();
+        ~Cache() override;
+        void AddFrame(const Key& inKey, const Value& inPixels);
+        void Flush(RK::MediaID inID) override;
+        std::uint64_t BytesAdded() const { return mBytesAdded; }
+        std::uint64_t BytesPurged() const { return mBytesPurged; }
+
+    private:
+        // Written with the cache's mutex held. Nothing is purged before it was added: who reads both reads
+        // the purged ones first.
+        std::atomic<std::uint64_t> mBytesAdded{0};
+        std::atomic<std::uint64_t> mBytesPurged{0};
+    };
 
     RK::IMediaManagerRef mManager;
     Cache mCache;
-    std::atomic<std::uint64_t> mBytesAdded{0};
 };
 
 } // namespace RKHost

@@ -2,18 +2,18 @@
 
 #include <exception>
 
-#include "FileReader.h"
 #include "qelcore/Result.h"
 
 namespace RKHost
 {
 
 FrameRequest::FrameRequest(const std::string& inPath, const FrameCache::Key& inKey,
-                           FrameCache& inCache, const ImporterModule& inImporter,
+                           FrameCache& inCache, FilePool& inFiles, const ImporterModule& inImporter,
                            const Deliver& inDeliver)
     : mPath(inPath)
     , mKey(inKey)
     , mCache(inCache)
+    , mFiles(inFiles)
     , mImporter(inImporter)
     , mDeliver(inDeliver)
 {
@@ -32,7 +32,7 @@ int FrameRequest::Read()
 {
     try
     {
-        mFile = ReadWholeFile(mPath, [this] { return mCancelled.load(); });
+        mFile = mFiles.ReadWholeFile(mPath, [this] { return mCancelled.load(); });
         return mFile ? qelcore::kResult_OK : DeliverCancelled();
     }
     catch (const std::exception& error)

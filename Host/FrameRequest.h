@@ -8,6 +8,7 @@
 
 #include <RiverKit/RKDecodeQueue.h>
 
+#include "FilePool.h"
 #include "FrameCache.h"
 #include "ImporterModule.h"
 
@@ -32,9 +33,9 @@ class FrameRequest : public RK::DecodeRequest, public boost::enable_shared_from_
 public:
     using Deliver = boost::function<void(const FrameResult&)>;
 
-    /// inCache and inImporter are borrowed until the result has been delivered.
+    /// inCache, inFiles and inImporter are borrowed until the result has been delivered.
     FrameRequest(const std::string& inPath, const FrameCache::Key& inKey, FrameCache& inCache,
-                 const ImporterModule& inImporter, const Deliver& inDeliver);
+                 FilePool& inFiles, const ImporterModule& inImporter, const Deliver& inDeliver);
 
     int InitiateIO(const CompletionFunction& inCompletion) override;
     int GetIOCost() override { return 1; }
@@ -53,6 +54,7 @@ private:
     const std::string mPath;
     const FrameCache::Key mKey;
     FrameCache& mCache;
+    FilePool& mFiles;
     const ImporterModule& mImporter;
     Deliver mDeliver;
     std::atomic<bool> mCancelled{false};

@@ -8,10 +8,14 @@
 
 #include <RiverKit/RKInitializer.h>
 
+#include "BalanceCommand.h"
 #include "ConsoleCommand.h"
 #include "EventLoop.h"
+#include "FilePool.h"
 #include "HostError.h"
 #include "InfoCommand.h"
+#include "MemorySettings.h"
+#include "MonitorCommand.h"
 #include "Options.h"
 #include "PlayCommand.h"
 #include "Player.h"
@@ -30,8 +34,20 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunConsole(inOptions);
     }
     EventLoop loop;
+    MemorySettings::NameSuite(inOptions);
     const RK::Initializer library;
-    return inOptions.mWord == Word::kPlay ? RunPlay(inOptions, loop) : RunInfo();
+    AdoptSystemFileLimits();
+    switch (inOptions.mWord)
+    {
+    case Word::kPlay:
+        return RunPlay(inOptions, loop);
+    case Word::kMonitor:
+        return RunMonitor(inOptions, loop);
+    case Word::kBalance:
+        return RunBalance(inOptions, loop);
+    default:
+        return RunInfo();
+    }
 }
 
 ExitCode Run(const Options& inOptions)

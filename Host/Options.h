@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,8 @@ namespace RKHost
 enum class Word
 {
     kPlay,
+    kMonitor,
+    kBalance,
     kConsole,
     kInfo,
     kHelp,
@@ -19,12 +22,34 @@ struct Options
 {
     Word mWord = Word::kHelp;
 
-    // play
+    // play, monitor and balance
     std::string mPath;
+    int mLimit = 0;                 ///< frames to play at most; 0: all
+    bool mStill = false;            ///< the file alone, not its sequence
+    double mFramesPerSecond = 0;    ///< 0: as fast as they come
+    double mSeconds = 0;            ///< no pass begins after that long; 0: no such limit
+    std::uint64_t mBudgetBytes = 0; ///< the most that the balancer shall grant; 0: all there is
+
+    // play and monitor
+    int mPasses = 0;                 ///< 0: until something else ends it
+    bool mEveryByte = false;         ///< playing a frame reads all of it, not a sample
+    std::uint64_t mReserveBytes = 0; ///< taken out of the budget
+    bool mHighThroughput = false;
+    bool mBalanced = false; ///< the memory balancer is asked for a grant
+    int mPriority = 1;      ///< towards the balancer
+    std::string mSuite;     ///< who shares with whom; empty: all of rkhost
+    bool mMonitored = true; ///< "monitor --pid" may look at this process
+
+    // play
     std::string mContactSheet; ///< empty: none
-    int mLimit = 0;            ///< frames to play at most; 0: all
-    bool mStill = false;       ///< the file alone, not its sequence
-    bool mEveryByte = false;   ///< playing a frame reads all of it, not a sample
+
+    // monitor
+    int mProcess = 0;            ///< the process that is looked at; 0: this one, which plays
+    double mIntervalSeconds = 1; ///< between two reports
+    int mCount = 0;              ///< reports to show; 0: no limit
+
+    // balance
+    int mPlayers = 2;
 
     // console
     std::vector<std::string> mLines;
@@ -33,6 +58,10 @@ struct Options
 /// @param inArguments  without the program's name.
 /// @throw HostError with kExit_Usage
 Options ParseOptions(const std::vector<std::string>& inArguments);
+
+/// Reads "1073741824", "1G", "1GiB" or "1GB", which are all the same: units are of 1024.
+/// @return false if it is nothing of the kind, 0, or beyond 2^63 - 1; outBytes is then untouched.
+bool ParseByteCount(const std::string& inText, std::uint64_t& outBytes);
 
 /// What "rkhost --help" prints.
 const char* HelpText();

@@ -4,6 +4,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include "Stopwatch.h"
 #include "qelcore/AsyncExecutor.h"
 #include "qelcore/MainThread.h"
 
@@ -13,23 +14,30 @@ namespace RKHost
 namespace
 {
 
+constexpr double kSecond = 1e9; // nanoseconds
 constexpr std::size_t kReadAheadPerThread = 4;
+constexpr std::size_t kLeastReadAhead = 2;      // one is shown while the other is decoded
+constexpr std::uint64_t kReadAheadOfBudget = 4; // a fourth
 // A pass out of the cache never waits, so it looks for signals once in so many frames.
 constexpr std::size_t kFramesBetweenPolls = 32;
 
 } // namespace
 
-Player::Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache,
-               const ImporterModule& inImporter, EventLoop& inLoop)
+Player::Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache, FilePool& inFiles,
+               const ImporterModule& inImporter, EventLoop& inLoop, double inFramesPerSecond)
     : mSequence(inSequence)
     , mCache(inCache)
+    , mFiles(inFiles)
     , mImporter(inImporter)
     , mLoop(inLoop)
+    , mFrameNanoseconds(
+          inFramesPerSecond > 0 ? static_cast<std::uint64_t>(kSecond / inFramesPerSecond) : 0)
 {
     const qelcore::threads::AsyncExecutorPtr executor = qelcore::threads::GetCPUBoundExecutor();
     // One decode a thread, and a second file a thread that is read or waits to be decoded.
     mQueue = RK::CreateDecodeQueue(executor, -1, -2, false);
     mSeats.resize(static_cast<std::size_t>(executor->GetParallelism()) * kReadAheadPerThread);
+    mReadAhead = mSeats.size();
     mInfos.resize(static_cast<std::size_t>(inFrameCount));
     for (int frame = 0; frame < inFrameCount; ++frame)
         mKeys.push_back(FrameCache::MakeKey(mSequence.FramePath(frame)));
@@ -47,14 +55,16 @@ void Player::Play(const std::vector<int>& inFrames, IAudience& ioAudience)
     try
     {
         std::size_t asked = 0;
+        LimitReadAhead(mCache.BudgetBytes());
         for (std::size_t shown = 0; shown < inFrames.size(); ++shown)
         {
-            for (; asked < inFrames.size() && asked - shown < mSeats.size(); ++asked)
+            for (; asked < inFrames.size() && asked - shown < mReadAhead; ++asked)
                 Ask(inFrames[asked], mSeats[asked % mSeats.size()]);
             if (shown % kFramesBetweenPolls == 0)
                 mLoop.RunPending();
             Seat& seat = mSeats[shown % mSeats.size()];
             Await(seat);
+            AwaitTurn();
             Show(inFrames[shown], seat, ioAudience);
         }
     }
@@ -63,6 +73,28 @@ void Player::Play(const std::vector<int>& inFrames, IAudience& ioAudience)
         CancelAll();
         throw;
     }
+}
+
+// What is ahead is held whether the cache has room for it or not, so a small budget makes it shorter.
+void Player::LimitReadAhead(std::uint64_t inBudgetBytes)
+{
+    if (mLargestFrame == 0)
+        return;
+    const std::uint64_t room = inBudgetBytes / kReadAheadOfBudget / mLargestFrame;
+    mReadAhead = std::clamp<std::size_t>(room, kLeastReadAhead, mSeats.size());
+}
+
+void Player::AwaitTurn()
+{
+    if (mFrameNanoseconds == 0)
+        return;
+    while (NowInNanoseconds() < mNextTurn && !mLoop.IsInterrupted())
+        mLoop.WaitAndRunUntil(mNextTurn);
+    if (mLoop.IsInterrupted())
+        throw Interrupted();
+    // A frame that comes a whole turn late moves all that follow: they are not rushed through after it.
+    const std::uint64_t now = NowInNanoseconds();
+    mNextTurn = (now - mNextTurn > mFrameNanoseconds ? now : mNextTurn) + mFrameNanoseconds;
 }
 
 void Player::Ask(int inFrame, Seat& outSeat)
@@ -85,7 +117,7 @@ void Player::Ask(int inFrame, Seat& outSeat)
     };
     ++mUnderWay;
     mQueue->QueueRequest(boost::make_shared<FrameRequest>(mSequence.FramePath(inFrame), mKeys[at],
-                                                          mCache, mImporter, deliver));
+                                                          mCache, mFiles, mImporter, deliver));
 }
 
 void Player::Deliver(int inFrame, Seat* outSeat, const FrameResult& inResult)
@@ -93,8 +125,14 @@ void Player::Deliver(int inFrame, Seat* outSeat, const FrameResult& inResult)
     --mUnderWay;
     outSeat->mResult = inResult;
     outSeat->mReady = true;
-    if (inResult.mFrame.mPixels)
-        mInfos[static_cast<std::size_t>(inFrame)] = inResult.mFrame.mInfo;
+    if (!inResult.mFrame.mPixels)
+        return;
+    mInfos[static_cast<std::size_t>(inFrame)] = inResult.mFrame.mInfo;
+    if (inResult.mFrame.mPixels->Size() > mLargestFrame)
+    {
+        mLargestFrame = inResult.mFrame.mPixels->Size();
+        LimitReadAhead(mCache.BudgetBytes());
+    }
 }
 
 void Player::Await(const Seat& inSeat)

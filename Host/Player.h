@@ -7,6 +7,7 @@
 #include <RiverKit/RKDecodeQueue.h>
 
 #include "EventLoop.h"
+#include "FilePool.h"
 #include "FrameCache.h"
 #include "FrameRequest.h"
 #include "ImporterModule.h"
@@ -32,19 +33,26 @@ struct Interrupted
 };
 
 // Plays frames as an application would: in order, with some frames asked for ahead of the one that is
-// shown. Each frame is looked for in the cache, and a miss goes through the decode queue.
+// shown, as long as those take no more than a quarter of the cache's budget. Each frame is looked for
+// in the cache, and a miss goes through the decode queue.
 //
 // Threads  The main thread only, which the player keeps running meanwhile.
 class Player
 {
 public:
     /// All are borrowed for the player's life.
-    Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache,
-           const ImporterModule& inImporter, EventLoop& inLoop);
+    /// @param inFramesPerSecond  how many are shown at the most; 0: as many as there are.
+    Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache, FilePool& inFiles,
+           const ImporterModule& inImporter, EventLoop& inLoop, double inFramesPerSecond = 0);
     ~Player();
 
     /// @throw Interrupted; and what the audience throws, once nothing is under way any more.
     void Play(const std::vector<int>& inFrames, IAudience& ioAudience);
+
+    /// Frames that are asked for ahead of the one that is shown, at the most.
+    std::size_t ReadAhead() const { return mReadAhead; }
+    /// Fits it to a budget, by the largest frame so far; Play does so by itself.
+    void LimitReadAhead(std::uint64_t inBudgetBytes);
 
 private:
     // A frame that was asked for and not yet shown.
@@ -55,6 +63,7 @@ private:
         FrameResult mResult;
     };
 
+    void AwaitTurn();
     void Ask(int inFrame, Seat& outSeat);
     void Await(const Seat& inSeat);
     void Show(int inFrame, Seat& ioSeat, IAudience& ioAudience);
@@ -63,12 +72,17 @@ private:
 
     const Sequence& mSequence;
     FrameCache& mCache;
+    FilePool& mFiles;
     const ImporterModule& mImporter;
     EventLoop& mLoop;
+    const std::uint64_t mFrameNanoseconds; ///< between two frames; 0: none
+    std::uint64_t mNextTurn = 0;           ///< when the next frame may be shown
     RK::DecodeQueuePtr mQueue;
     std::vector<FrameCache::Key> mKeys; ///< by frame
     std::vector<RKImageInfo> mInfos;    ///< by frame; layout none as long as it was not decoded
     std::vector<Seat> mSeats;           ///< a ring, by position in the pass
+    std::uint64_t mLargestFrame = 0;    ///< bytes
+    std::size_t mReadAhead;             ///< frames, by the budget and the largest frame
     int mUnderWay = 0;                  ///< requests that have not delivered
 };
 

@@ -112,15 +112,15 @@ void Progress::Show(const ProgressFigures& inFigures)
     mBarStands = mColumns > 0;
 }
 
-int TerminalColumns()
+TerminalSize SizeOfTerminal()
 {
-    constexpr int kUsualColumns = 80;
+    constexpr TerminalSize kUsual = {80, 24};
     if (isatty(STDOUT_FILENO) == 0)
-        return 0;
+        return {};
     winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-        return kUsualColumns;
-    return size.ws_col;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0)
+        return kUsual;
+    return {size.ws_col, size.ws_row};
 }
 
 } // namespace RKHost

@@ -10,7 +10,7 @@ namespace RKHost
 /// How far a pass has come.
 struct ProgressFigures
 {
-    std::string mPass; ///< "cold" or "warm"
+    std::string mPass; ///< "cold", "warm", "pass 3"
     int mFrames = 0;   ///< played, failed ones included
     int mFrameCount = 0;
     int mHits = 0;
@@ -24,10 +24,24 @@ std::string ProgressBar(const ProgressFigures& inFigures, int inColumns);
 /// The same for a log, without the bar.
 std::string ProgressLine(const ProgressFigures& inFigures);
 
+// Where the progress of one pass after the other is shown.
+class IPassDisplay
+{
+public:
+    virtual ~IPassDisplay() = default;
+    virtual void Begin() = 0;
+    /// Whether Update would show anything now, so that a caller may save the work of the figures.
+    virtual bool WantsUpdate(int inFrames, int inFrameCount, double inSeconds) const = 0;
+    virtual void Update(const ProgressFigures& inFigures) = 0;
+    /// Makes room for other lines.
+    virtual void Hide() = 0;
+    virtual void End(const ProgressFigures& inFigures) = 0;
+};
+
 // Shows the progress of one pass after the other: on a terminal one line that is drawn again, ten
 // times a second at the most; elsewhere whole lines, one for each quarter of the pass and one for each
 // five seconds without any.
-class Progress
+class Progress : public IPassDisplay
 {
 public:
     using Write = std::function<void(const std::string&)>;
@@ -35,14 +49,13 @@ public:
     /// @param inColumns  of the terminal; 0: there is none.
     Progress(const Write& inWrite, int inColumns);
 
-    void Begin();
-    /// Whether Update would show anything now, so that a caller may save the work of the figures.
-    bool WantsUpdate(int inFrames, int inFrameCount, double inSeconds) const;
-    void Update(const ProgressFigures& inFigures);
-    /// Takes the bar away, to make room for other lines; the next Update draws it again.
-    void Hide();
+    void Begin() override;
+    bool WantsUpdate(int inFrames, int inFrameCount, double inSeconds) const override;
+    void Update(const ProgressFigures& inFigures) override;
+    /// Takes the bar away; the next Update draws it again.
+    void Hide() override;
     /// Leaves the last figures standing.
-    void End(const ProgressFigures& inFigures);
+    void End(const ProgressFigures& inFigures) override;
 
 private:
     void Show(const ProgressFigures& inFigures);
@@ -54,7 +67,12 @@ private:
     bool mBarStands = false;
 };
 
-/// Columns of the terminal that standard output is; 0 if it is none.
-int TerminalColumns();
+struct TerminalSize
+{
+    int mColumns = 0;
+    int mRows = 0;
+};
+/// Of the terminal that standard output is; zeros if it is none.
+TerminalSize SizeOfTerminal();
 
 } // namespace RKHost

@@ -1,5 +1,6 @@
 #include "Summary.h"
 
+#include <cinttypes>
 #include <cstdio>
 
 #include <sys/resource.h>
@@ -13,11 +14,12 @@ namespace
 {
 
 std::string Row(const std::string& inName, const std::string& inCold,
-                const std::string& inWarm = std::string())
+                const std::string& inWarm = std::string(),
+                const std::string& inNote = std::string())
 {
-    char line[160];
-    std::snprintf(line, sizeof line, "%-24s%14s%14s", inName.c_str(), inCold.c_str(),
-                  inWarm.c_str());
+    char line[200];
+    std::snprintf(line, sizeof line, "%-24s%16s%16s  %s", inName.c_str(), inCold.c_str(),
+                  inWarm.c_str(), inNote.c_str());
     std::string text = line;
     text.erase(text.find_last_not_of(' ') + 1);
     return text + "\n";
@@ -29,29 +31,106 @@ std::string HitRatio(const PassFigures& inPass)
     return NumberText(ratio, 1) + " %";
 }
 
-std::string Speedup(const SummaryFigures& inFigures)
+std::string Speedup(const PlayedFigures& inPlayed)
 {
-    const double cold = inFigures.mCold.FramesPerSecond();
-    return cold > 0 ? NumberText(inFigures.mWarm.FramesPerSecond() / cold, 1) + " times" : "-";
+    const double cold = inPlayed.mCold.FramesPerSecond();
+    if (cold <= 0 || inPlayed.mWarmPasses == 0)
+        return "-";
+    return NumberText(inPlayed.mWarm.FramesPerSecond() / cold, 1) + " times";
 }
 
-} // namespace
-
-std::string SummaryTable(const SummaryFigures& inFigures)
+std::string ChecksumText(std::uint64_t inChecksum)
 {
-    const PassFigures& cold = inFigures.mCold;
-    const PassFigures& warm = inFigures.mWarm;
-    return Row("", "cold", "warm") +
+    char text[24];
+    std::snprintf(text, sizeof text, "%08" PRIx32 "%08" PRIx32,
+                  static_cast<std::uint32_t>(inChecksum >> 32),
+                  static_cast<std::uint32_t>(inChecksum));
+    return text;
+}
+
+std::string WarmChecksum(const PlayedFigures& inPlayed)
+{
+    if (inPlayed.mWarmPasses == 0)
+        return "-";
+    return inPlayed.mUnlikePasses == 0 ? "same"
+                                       : std::to_string(inPlayed.mUnlikePasses) + " differ";
+}
+
+std::string PassRows(const PlayedFigures& inPlayed)
+{
+    const PassFigures& cold = inPlayed.mCold;
+    const PassFigures& warm = inPlayed.mWarm;
+    return Row("", "cold", "warm") + Row("passes", "1", std::to_string(inPlayed.mWarmPasses)) +
            Row("frames", std::to_string(cold.mFrames), std::to_string(warm.mFrames)) +
            Row("frames per second", NumberText(cold.FramesPerSecond(), 1),
                NumberText(warm.FramesPerSecond(), 1)) +
            Row("hit ratio", HitRatio(cold), HitRatio(warm)) +
            Row("errors", std::to_string(cold.mErrors), std::to_string(warm.mErrors)) +
-           Row("warm against cold", "", Speedup(inFigures)) +
-           Row("cache size", MemoryText(inFigures.mCacheBytes)) +
-           Row("cache budget", MemoryText(inFigures.mBudgetBytes)) +
+           Row("checksum", ChecksumText(cold.mChecksum), WarmChecksum(inPlayed)) +
+           Row("warm against cold", "", Speedup(inPlayed));
+}
+
+bool IsSmallestCache(const GrantFigures& inGrant)
+{
+    return BudgetOfGrant(inGrant) == inGrant.mSmallestCacheBytes;
+}
+
+// Where the budget comes from, and what was taken out of it.
+std::string BudgetRows(const SummaryFigures& inFigures)
+{
+    const GrantFigures& grant = inFigures.mGrant;
+    std::string rows = Row("cache budget", MemoryText(inFigures.mBudgetBytes));
+    if (grant.mAsked && grant.mGrantBytes == 0)
+        rows += Row("balancer's grant", "none seen");
+    else if (grant.mAsked)
+        rows += Row("balancer's grant", MemoryText(grant.mGrantBytes)) +
+                Row("budget by the grant", MemoryText(BudgetOfGrant(grant)), "",
+                    IsSmallestCache(grant) ? "smallest allowed" : "7/8 of it");
+    if (inFigures.mReserveBytes > 0)
+        rows += Row("reserve", MemoryText(inFigures.mReserveBytes));
+    return rows;
+}
+
+std::string PolicyRows(const std::vector<RK::MM::PolicyRecord>& inPolicies)
+{
+    // Nobody asks them before the cache passes the smallest size that it is allowed.
+    if (inPolicies.empty())
+        return Row("policies of the cache", "not asked");
+    std::string rows = "\n" + Row("policy of the cache", "asks for", "most asked", "decided");
+    for (const RK::MM::PolicyRecord& policy : inPolicies)
+        rows += Row(FromLibraryText(policy.name) + (policy.enabled ? "" : " (off)"),
+                    MemoryText(policy.askedBytes), MemoryText(policy.mostAskedBytes),
+                    std::to_string(policy.decisiveCount) + " times");
+    return rows;
+}
+
+} // namespace
+
+void PlayedFigures::Add(const PassFigures& inPass)
+{
+    if (!mHasCold)
+    {
+        mCold = inPass;
+        mHasCold = true;
+        return;
+    }
+    ++mWarmPasses;
+    mUnlikePasses += inPass.mChecksum == mCold.mChecksum ? 0 : 1;
+    mWarm.mFrames += inPass.mFrames;
+    mWarm.mHits += inPass.mHits;
+    mWarm.mErrors += inPass.mErrors;
+    mWarm.mSeconds += inPass.mSeconds;
+    mWarm.mChecksum = inPass.mChecksum;
+}
+
+std::string SummaryTable(const SummaryFigures& inFigures)
+{
+    return PassRows(inFigures.mPlayed) + Row("cache size", MemoryText(inFigures.mCacheBytes)) +
+           Row("file buffers", MemoryText(inFigures.mFileBufferBytes)) + BudgetRows(inFigures) +
            Row("purged", MemoryText(inFigures.mPurgedBytes)) +
-           Row("peak resident memory", MemoryText(inFigures.mPeakResidentBytes));
+           Row("files kept open", std::to_string(inFigures.mFilesOpen)) +
+           Row("peak resident memory", MemoryText(inFigures.mPeakResidentBytes)) +
+           PolicyRows(inFigures.mPolicies);
 }
 
 std::uint64_t PeakResidentBytes()

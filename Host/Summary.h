@@ -2,6 +2,11 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
+
+#include <RiverKit/RKMediaManager.h>
+
+#include "MemorySettings.h"
 
 namespace RKHost
 {
@@ -12,18 +17,37 @@ struct PassFigures
     int mHits = 0;
     int mErrors = 0;
     double mSeconds = 0;
+    std::uint64_t mChecksum = 0; ///< of all frames in their order
 
     double FramesPerSecond() const { return mSeconds > 0 ? mFrames / mSeconds : 0; }
 };
 
-struct SummaryFigures
+/// Passes over one sequence: the first, and all that came after it together.
+struct PlayedFigures
 {
     PassFigures mCold;
-    PassFigures mWarm;
-    std::uint64_t mCacheBytes = 0;
+    PassFigures mWarm; ///< its checksum is that of the last pass
+    int mWarmPasses = 0;
+    int mUnlikePasses = 0; ///< whose frames had other checksums than those of the first
+
+    void Add(const PassFigures& inPass);
+
+private:
+    bool mHasCold = false;
+};
+
+struct SummaryFigures
+{
+    PlayedFigures mPlayed;
+    std::uint64_t mCacheBytes = 0;      ///< of frames
+    std::uint64_t mFileBufferBytes = 0; ///< whatever else the media manager holds
     std::uint64_t mBudgetBytes = 0;
+    std::uint64_t mReserveBytes = 0; ///< asked for
     std::uint64_t mPurgedBytes = 0;
     std::uint64_t mPeakResidentBytes = 0;
+    std::uint64_t mFilesOpen = 0;
+    GrantFigures mGrant;
+    std::vector<RK::MM::PolicyRecord> mPolicies;
 };
 
 /// The table that "rkhost play" ends with, several lines.

@@ -67,6 +67,7 @@ public:
     // Standard error is short, and so fits into its pipe while the output is read.
     std::string ReadOutput() const { return ReadAll(mOutput); }
     std::string ReadError() const { return ReadAll(mError); }
+    pid_t Process() const { return mProcess; }
     void Signal(int inSignal) const { kill(mProcess, inSignal); }
 
     /// @return the exit code; the negative number of a signal that ended the process.

@@ -21,9 +21,9 @@ class FrameRequestTest : public testing::Test
 protected:
     boost::shared_ptr<FrameRequest> MakeRequest(const std::string& inPath)
     {
-        return boost::make_shared<FrameRequest>(inPath, RKHost::FrameCache::MakeKey(inPath), mCache,
-                                                mImporter, [this](const FrameResult& inResult)
-                                                { mResults.push_back(inResult); });
+        return boost::make_shared<FrameRequest>(
+            inPath, RKHost::FrameCache::MakeKey(inPath), mCache, mFiles, mImporter,
+            [this](const FrameResult& inResult) { mResults.push_back(inResult); });
     }
 
     /// Runs the I/O stage to its end. @return the status that the queue is told.
@@ -43,6 +43,7 @@ protected:
     FrameFolder mFolder;
     RK::Initializer mLibrary;
     RKHost::FrameCache mCache;
+    RKHost::FilePool mFiles;
     RKHost::ImporterModule mImporter = LoadBuiltImporter();
     std::string mGood = mFolder.WriteFrames("quadrants.png", "f", {1});
     std::vector<FrameResult> mResults;

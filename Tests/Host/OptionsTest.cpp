@@ -93,5 +93,91 @@ TEST(Options, ALimitIsAWholeNumberAboveNothing)
             << wrong;
 }
 
+TEST(Options, ByteCountsHaveUnitsOf1024)
+{
+    const auto bytes = [](const std::string& inText)
+    {
+        std::uint64_t count = 0;
+        return RKHost::ParseByteCount(inText, count) ? count : 0;
+    };
+    EXPECT_EQ(1234u, bytes("1234"));
+    EXPECT_EQ(std::uint64_t{3} << 10, bytes("3K"));
+    EXPECT_EQ(std::uint64_t{512} << 20, bytes("512MiB"));
+    EXPECT_EQ(std::uint64_t{2} << 30, bytes("2GB"));
+    EXPECT_EQ(std::uint64_t{1} << 40, bytes("1T"));
+    EXPECT_EQ(INT64_MAX, static_cast<std::int64_t>(bytes("9223372036854775807")));
+    for (const char* wrong : {"", "0", "-1", "1.5G", "G", "1X", "1 G", "1Gi", "1GBB", "1g",
+                              "9223372036854775808", "8388608T", "99999999999999999999"})
+        EXPECT_EQ(0u, bytes(wrong)) << wrong;
+}
+
+TEST(Options, MemoryIsAskedForByPlayAndMonitor)
+{
+    for (const char* word : {"play", "monitor"})
+    {
+        const Options options =
+            ParseOptions({word, "a1.png", "--budget", "1G", "--reserve=64M", "--high-throughput",
+                          "--priority", "3", "--suite", "s"});
+        EXPECT_EQ(std::uint64_t{1} << 30, options.mBudgetBytes);
+        EXPECT_EQ(std::uint64_t{64} << 20, options.mReserveBytes);
+        EXPECT_TRUE(options.mHighThroughput);
+        EXPECT_EQ(3, options.mPriority);
+        EXPECT_EQ("s", options.mSuite);
+    }
+}
+
+TEST(Options, TheBalancerIsAskedOnlyWhereAnOptionSaysSo)
+{
+    EXPECT_FALSE(ParseOptions({"play", "a1.png", "--reserve=1M"}).mBalanced);
+    for (const char* option : {"--budget=1G", "--priority=0", "--suite=s"})
+        EXPECT_TRUE(ParseOptions({"play", option, "a1.png"}).mBalanced) << option;
+}
+
+TEST(Options, PlayEndsAfterTwoPassesUnlessItIsToldOtherwise)
+{
+    EXPECT_EQ(2, ParseOptions({"play", "a1.png"}).mPasses);
+    EXPECT_EQ(5, ParseOptions({"play", "a1.png", "--passes=5"}).mPasses);
+    EXPECT_EQ(0, ParseOptions({"play", "a1.png", "--seconds=1.5"}).mPasses);
+    EXPECT_EQ(0, ParseOptions({"monitor", "a1.png"}).mPasses);
+}
+
+TEST(Options, MonitorAndBalancePlayAtARateUnlessTheyAreToldOtherwise)
+{
+    EXPECT_EQ(0, ParseOptions({"play", "a1.png"}).mFramesPerSecond);
+    EXPECT_EQ(25, ParseOptions({"monitor", "a1.png"}).mFramesPerSecond);
+    EXPECT_EQ(1000, ParseOptions({"balance", "a1.png", "--rate=1000"}).mFramesPerSecond);
+}
+
+TEST(Options, AMonitorPlaysOrLooksAtAProcess)
+{
+    EXPECT_EQ(4711, ParseOptions({"monitor", "--pid", "4711", "--count=3"}).mProcess);
+    EXPECT_NE(std::string::npos, RefusalOf({"monitor"}).find("path"));
+    EXPECT_NE(std::string::npos, RefusalOf({"monitor", "--pid=4711", "a1.png"}).find("--pid"));
+}
+
+TEST(Options, AnOptionOfAnotherCommandIsRefusedByName)
+{
+    const std::vector<Arguments> wrong = {{"play", "--pid", "1", "a1.png"},
+                                          {"monitor", "--contact-sheet", "s.png", "a1.png"},
+                                          {"balance", "--reserve=1M", "a1.png"},
+                                          {"play", "--players=2", "a1.png"}};
+    for (const Arguments& arguments : wrong)
+    {
+        const std::string refusal = RefusalOf(arguments);
+        EXPECT_NE(std::string::npos, refusal.find(arguments[0] + " has no option --")) << refusal;
+    }
+    EXPECT_NE(std::string::npos, RefusalOf({"play", "--still=no", "a.png"}).find("no value"));
+}
+
+TEST(Options, AmountsAreAboveNothing)
+{
+    EXPECT_EQ(0.5, ParseOptions({"monitor", "--interval=0.5", "a1.png"}).mIntervalSeconds);
+    for (const char* wrong : {"0", "-1", "", "x", "1s", "nan", "inf", "1e300"})
+        EXPECT_NE("", RefusalOf({"monitor", std::string("--interval=") + wrong, "a1.png"}))
+            << wrong;
+    EXPECT_NE("", RefusalOf({"play", "--budget=0", "a1.png"}));
+    EXPECT_NE("", RefusalOf({"play", "--suite=", "a1.png"}));
+}
+
 } // namespace
 } // namespace RKHostTests

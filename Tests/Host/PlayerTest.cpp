@@ -13,6 +13,7 @@
 #include "ContactSheet.h"
 #include "HostError.h"
 #include "HostFixture.h"
+#include "Stopwatch.h"
 
 namespace RKHostTests
 {
@@ -64,6 +65,7 @@ protected:
     RKHost::EventLoop mLoop;
     RK::Initializer mLibrary;
     RKHost::FrameCache mCache;
+    RKHost::FilePool mFiles;
     RKHost::ImporterModule mImporter = LoadBuiltImporter();
     std::string mFirst;
     std::vector<int> mAll;
@@ -72,7 +74,7 @@ protected:
 TEST_F(PlayerTest, FramesComeInTheOrderAskedForAndOnlyOnce)
 {
     const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
-    RKHost::Player player(sequence, kFrames, mCache, mImporter, mLoop);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop);
     Recorder recorder;
 
     player.Play(mAll, recorder);
@@ -86,7 +88,7 @@ TEST_F(PlayerTest, FramesComeInTheOrderAskedForAndOnlyOnce)
 TEST_F(PlayerTest, WhatWasPurgedIsDecodedAgain)
 {
     const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
-    RKHost::Player player(sequence, kFrames, mCache, mImporter, mLoop);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop);
     Recorder cold, warm, again;
     player.Play(mAll, cold);
 
@@ -104,7 +106,7 @@ TEST_F(PlayerTest, WhatWasPurgedIsDecodedAgain)
 TEST_F(PlayerTest, AnInterruptionLeavesNothingUnderWay)
 {
     const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
-    RKHost::Player player(sequence, kFrames, mCache, mImporter, mLoop);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop);
     Recorder recorder;
     recorder.mOnFrame = [](int inFrame)
     {
@@ -122,7 +124,7 @@ TEST_F(PlayerTest, AnInterruptionLeavesNothingUnderWay)
 TEST_F(PlayerTest, AnAudienceThatThrowsEndsThePassAndTheNextOnePlays)
 {
     const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
-    RKHost::Player player(sequence, kFrames, mCache, mImporter, mLoop);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop);
     Recorder recorder, next;
     recorder.mOnFrame = [](int inFrame)
     {
@@ -135,6 +137,38 @@ TEST_F(PlayerTest, AnAudienceThatThrowsEndsThePassAndTheNextOnePlays)
 
     EXPECT_EQ(4u, recorder.mFrames.size());
     EXPECT_EQ(mAll, next.mFrames);
+}
+
+TEST_F(PlayerTest, ARateHoldsTheFramesBack)
+{
+    constexpr int kShown = 20;
+    const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop, 1000);
+    Recorder recorder;
+    const RKHost::Stopwatch stopwatch;
+
+    player.Play(std::vector<int>(mAll.begin(), mAll.begin() + kShown), recorder);
+
+    EXPECT_EQ(static_cast<std::size_t>(kShown), recorder.mFrames.size());
+    EXPECT_GE(stopwatch.Seconds(), (kShown - 1) * 0.001);
+}
+
+TEST_F(PlayerTest, ReadAheadIsBoundedByTheBudget)
+{
+    const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop);
+    const std::size_t most = player.ReadAhead();
+    Recorder recorder;
+    player.Play(mAll, recorder);
+    EXPECT_EQ(most, player.ReadAhead()) << "frames of 1.5 KB fit any budget";
+
+    // A budget of so few bytes that two frames of this size are more than a fourth of it.
+    player.LimitReadAhead(1536 * 4 * 2);
+    EXPECT_EQ(2u, player.ReadAhead());
+    player.LimitReadAhead(1536 * 4 * 3);
+    EXPECT_EQ(3u, player.ReadAhead());
+    player.LimitReadAhead(1);
+    EXPECT_EQ(2u, player.ReadAhead());
 }
 
 TEST(EvenlySpacedFrames, RunFromTheFirstToTheLast)

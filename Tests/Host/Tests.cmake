@@ -3,8 +3,10 @@ if(TARGET rkhost)
   rk_add_tests(ImageImporterTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/ImageImporterTest.cpp)
   rk_add_tests(HostPartsTests LABELS host LIBRARIES rkhost_parts ${CMAKE_DL_LIBS}
-    SOURCES ${here}/ChecksumTest.cpp ${here}/FrameRequestTest.cpp ${here}/OptionsTest.cpp
-            ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp)
+    SOURCES ${here}/ChecksumTest.cpp ${here}/EventLoopTest.cpp ${here}/FilePoolTest.cpp
+            ${here}/FrameRequestTest.cpp ${here}/MonitorChannelTest.cpp ${here}/OptionsTest.cpp
+            ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp
+            ${here}/SummaryTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/RkhostTest.cpp ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
