@@ -202,6 +202,8 @@ void MediaManager::DoThreadedPurge(bool inPurgeStrings)
     qelcore::utility::MemoryRecycler::ReconcileStaleEntries();
     RunMemoryControlLoop();
     FlushTo(100);
+    // What the purge released lies in the pool, which keeps no limit by itself while the manager runs.
+    qelcore::utility::MemoryRecycler::ReconcileSize();
     static constinit std::atomic<std::uint64_t> sCreationCount{0};
     if (++sCreationCount % kPurgesBetweenStringPurges == 0 || inPurgeStrings)
         qelcore::utility::ImmutableString::PurgeUnusedStrings();

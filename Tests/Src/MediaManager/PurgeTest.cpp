@@ -230,6 +230,26 @@ TEST_F(Purging, InTheBackgroundThreadFreesWhatLiesUnusedInTheRecyclersPool)
     EXPECT_EQ(0u, MemoryRecycler::GetCurrentPoolSize());
 }
 
+TEST_F(Purging, InTheBackgroundThreadBringsTheRecyclersPoolToItsLimit)
+{
+    using qelcore::utility::MemoryRecycler;
+    const std::uint64_t limit = mManager->GetFixedMaxCacheSize() / 7;
+    MemoryRecycler::PurgeBytes(kEverything);
+    std::vector<std::pair<void*, std::size_t>> blocks(limit / kMiB + 8);
+    for (auto& [block, actual] : blocks)
+        block = MemoryRecycler::Allocate(kMiB, actual);
+    for (const auto& [block, actual] : blocks)
+        MemoryRecycler::Recycle(block, actual);
+    ASSERT_LT(limit + kMiB, MemoryRecycler::GetCurrentPoolSize());
+
+    mManager->QueueThreadedPurge();
+    Background().Advance(50);
+
+    EXPECT_GE(limit, MemoryRecycler::GetCurrentPoolSize());
+    EXPECT_LT(limit - kMiB, MemoryRecycler::GetCurrentPoolSize());
+    MemoryRecycler::PurgeBytes(kEverything);
+}
+
 TEST_F(Purging, WithinAFlushPurgesAndAppliesNothingMore)
 {
     for (MediaID id = 1; id <= 4; ++id)

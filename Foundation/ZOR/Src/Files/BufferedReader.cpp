@@ -133,6 +133,8 @@ Result BufferedReader::ReadAt(std::uint64_t inOffset, void* outBytes, std::size_
             return qelcore::kResult_OK;
         inSize = static_cast<std::size_t>(std::min<std::uint64_t>(inSize, mStatus.size - inOffset));
         outGot = CopyFromBlocks(inOffset, bytes, inSize);
+        if (inOffset + outGot == mStatus.size)
+            LeaveBlock(); // read to its end: a file that is kept open must not keep memory
         if (outGot == inSize)
             return qelcore::kResult_OK;
     }

@@ -26,7 +26,8 @@ qelcore::Result ReadFullyAt(Platform::FileHandle inFile, std::uint64_t inOffset,
 //             (1) A block is served only in a call that has found the stamp under which it was added.
 //             (2) A block is added only if the stamp was the same before and after its transfer, and
 //                 before it was settled: older than any change that could still leave it as it is.
-//             (3) The block that was read last is marked non-purgeable until it is left.
+//             (3) The block that was read last is marked non-purgeable until it is left: by a read of
+//                 another one, or by one that has come to the end of the file.
 class BufferedReader
 {
 public:

@@ -344,6 +344,19 @@ TEST_F(BufferedFileTest, ThePresentBlockIsPassedOverByPurgesUntilItIsLeft)
     EXPECT_EQ(0u, TransfersToRead(kBlock, 10));
 }
 
+TEST_F(BufferedFileTest, AFileThatWasReadToItsEndHoldsNoBlock)
+{
+    File file;
+    Open(file);
+    ReadAt(file, 2 * kBlock, 999);
+    PurgeAll();
+    EXPECT_EQ(1000u, BytesKept()) << "one byte is still to be read";
+
+    ReadAt(file, 2 * kBlock + 999, 1);
+    PurgeAll();
+    EXPECT_EQ(0u, BytesKept());
+}
+
 TEST_F(BufferedFileTest, ClosingDestroyingAndReplacingAnObjectLeaveItsBlock)
 {
     const auto readAndEnd = [this](void (*inEnd)(File&))
