@@ -5,7 +5,7 @@ INSTALL := packaging/install-packages.sh
 BUILD = cmake --preset $(1) >build/$(1).log 2>&1 || { cat build/$(1).log; exit 1; }; cmake --build --preset $(1) --parallel $(JOBS)
 TEST = ctest --preset $(1) --parallel $(JOBS) --output-log build/$(1)-tests.log
 
-.PHONY: help demo test release bench asan tsan coverage fuzz format tidy docs install-tree clean packages ci-packages
+.PHONY: help demo soak test release bench asan tsan coverage fuzz format tidy docs install-tree clean packages ci-packages
 
 help: ## This list
 	@echo "RiverKit: make WORD"
@@ -24,6 +24,13 @@ demo: packages ## Decode a real film twice through the cache, and make a contact
 	@cmake --build --preset release --parallel $(JOBS)
 	@Host/demo.sh build/release
 	@echo "Next: 'make test' runs every test; Docs/Architecture.md tells how a frame travels."
+
+SOAK_SECONDS ?= 600
+soak: packages ## Two players under one limit of 512 MiB for SOAK_SECONDS (600), with a verdict
+	@$(INSTALL) --optional packaging/apt-packages-demo.txt
+	@cmake --preset release -DRK_BUILD_TESTS=OFF -DRK_BUILD_BENCH=OFF >build/release.log 2>&1 || { cat build/release.log; exit 1; }
+	@cmake --build --preset release --parallel $(JOBS)
+	@SOAK_SECONDS=$(SOAK_SECONDS) Host/soak.sh build/release
 
 test: packages ## Build with open internals and run every test
 	@$(call BUILD,dev)

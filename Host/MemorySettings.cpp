@@ -1,7 +1,5 @@
 #include "MemorySettings.h"
 
-#include <algorithm>
-
 #include <unistd.h>
 
 #include "MemoryBalancer/MemoryBalancer.h"
@@ -31,12 +29,6 @@ GrantFigures OwnGrant()
 }
 
 } // namespace
-
-std::uint64_t BudgetOfGrant(const GrantFigures& inFigures)
-{
-    const std::uint64_t grant = inFigures.mGrantBytes;
-    return std::max(grant - grant / 8, inFigures.mSmallestCacheBytes);
-}
 
 void MemorySettings::NameSuite(const Options& inOptions)
 {
@@ -79,10 +71,9 @@ void MemorySettings::AskBalancer(EventLoop& ioLoop)
     const std::uint64_t begun = NowInNanoseconds();
     while (!ioLoop.IsInterrupted() && NowInNanoseconds() - begun < kPatience)
     {
-        // The machine may cut a large grant, so that the budget is less than what comes of it.
         const std::uint64_t budget = mManager->GetMaximumSize();
-        const GrantFigures grant = OwnGrant();
-        if (grant.mGrantBytes > 0 && (budget != before || budget == BudgetOfGrant(grant)))
+        const std::uint64_t grant = OwnGrant().mGrantBytes;
+        if (grant > 0 && (budget != before || budget == SevenEighthsOf(grant)))
             return;
         ioLoop.WaitAndRunUntil(NowInNanoseconds() + kBetweenLooks);
     }

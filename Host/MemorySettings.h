@@ -19,8 +19,12 @@ struct GrantFigures
     std::uint64_t mSmallestCacheBytes = 0; ///< the cache is allowed that much whatever the grant is
 };
 
-/// The budget that comes of a grant: an eighth of it is left to the rest of the process.
-std::uint64_t BudgetOfGrant(const GrantFigures& inFigures);
+/// What comes of a grant as the budget of the cache, as far as that is allowed so much or so little: an
+/// eighth is left to the rest of the process.
+constexpr std::uint64_t SevenEighthsOf(std::uint64_t inGrantBytes)
+{
+    return inGrantBytes - inGrantBytes / 8;
+}
 
 // What the options say on the memory of this process, in force for the life of the object.
 class MemorySettings

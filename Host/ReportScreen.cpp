@@ -68,6 +68,34 @@ bool AllFit(const std::vector<std::string>& inLines, std::size_t inWidth)
                        [&](const std::string& inLine) { return WidthOf(inLine) <= inWidth; });
 }
 
+std::vector<std::string> CutLines(std::vector<std::string> inLines, std::size_t inWidth)
+{
+    for (std::string& line : inLines)
+        line = CutTo(line, inWidth);
+    return inLines;
+}
+
+// As many of the first lines as columns of them fit, at least one column; the last row says how many are
+// left.
+std::vector<std::string> FirstLines(const std::vector<std::string>& inLines, std::size_t inRows,
+                                    std::size_t inWidth)
+{
+    const std::size_t rows = std::max<std::size_t>(inRows - 1, 1);
+    std::size_t shown = inLines.size() - 1;
+    shown -= shown % rows;
+    std::vector<std::string> result;
+    do
+    {
+        const auto end = inLines.begin() + static_cast<std::ptrdiff_t>(shown);
+        result = InColumns(std::vector<std::string>(inLines.begin(), end), rows);
+        shown -= rows;
+    } while (shown > 0 && !AllFit(result, inWidth));
+    const std::size_t left = inLines.size() - shown - rows;
+    result.resize(inRows - 1);
+    result.push_back("... " + std::to_string(left) + " more lines; a larger terminal shows them");
+    return result;
+}
+
 } // namespace
 
 std::vector<std::string> FitLines(const std::string& inText, TerminalSize inSize)
@@ -75,20 +103,11 @@ std::vector<std::string> FitLines(const std::string& inText, TerminalSize inSize
     // One row and one column are left free: a full one would make the terminal scroll or wrap.
     const auto rows = static_cast<std::size_t>(std::max(inSize.mRows - 1, 1));
     const auto width = static_cast<std::size_t>(std::max(inSize.mColumns - 1, 0));
-    std::vector<std::string> lines = LinesOf(inText);
-    if (lines.size() > rows)
-    {
-        std::vector<std::string> columns = InColumns(lines, rows);
-        if (AllFit(columns, width))
-            return columns;
-        const std::size_t left = lines.size() - (rows - 1);
-        lines.resize(rows - 1);
-        lines.push_back("... " + std::to_string(left) +
-                        " more lines; a larger terminal shows them");
-    }
-    for (std::string& line : lines)
-        line = CutTo(line, width);
-    return lines;
+    const std::vector<std::string> lines = LinesOf(inText);
+    if (lines.size() <= rows)
+        return CutLines(lines, width);
+    const std::vector<std::string> columns = InColumns(lines, rows);
+    return AllFit(columns, width) ? columns : CutLines(FirstLines(lines, rows, width), width);
 }
 
 ReportScreen::ReportScreen(const Write& inWrite, const Size& inSize)

@@ -70,9 +70,13 @@ std::string PassRows(const PlayedFigures& inPlayed)
            Row("warm against cold", "", Speedup(inPlayed));
 }
 
-bool IsSmallestCache(const GrantFigures& inGrant)
+std::string OriginOf(std::uint64_t inBudget, const GrantFigures& inGrant)
 {
-    return BudgetOfGrant(inGrant) == inGrant.mSmallestCacheBytes;
+    if (inBudget == SevenEighthsOf(inGrant.mGrantBytes))
+        return "7/8 of it";
+    if (inBudget == inGrant.mSmallestCacheBytes)
+        return "the smallest that is allowed";
+    return "what the machine allows"; // or the grant has changed this very moment
 }
 
 // Where the budget comes from, and what was taken out of it.
@@ -83,9 +87,11 @@ std::string BudgetRows(const SummaryFigures& inFigures)
     if (grant.mAsked && grant.mGrantBytes == 0)
         rows += Row("balancer's grant", "none seen");
     else if (grant.mAsked)
+    {
+        const std::uint64_t budget = inFigures.mBudgetBytes + inFigures.mReserveBytes;
         rows += Row("balancer's grant", MemoryText(grant.mGrantBytes)) +
-                Row("budget by the grant", MemoryText(BudgetOfGrant(grant)), "",
-                    IsSmallestCache(grant) ? "smallest allowed" : "7/8 of it");
+                Row("budget by the grant", MemoryText(budget), "", OriginOf(budget, grant));
+    }
     if (inFigures.mReserveBytes > 0)
         rows += Row("reserve", MemoryText(inFigures.mReserveBytes));
     return rows;

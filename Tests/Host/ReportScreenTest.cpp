@@ -36,6 +36,13 @@ TEST(FitLines, WhatFitsInNoWayIsCutAndSaysSo)
     EXPECT_THAT(lines, ElementsAre("aaaaaa", "bbbbbb", HasSubstr("... 2")));
 }
 
+TEST(FitLines, AsManyColumnsAreShownAsThereIsRoomFor)
+{
+    EXPECT_THAT(
+        FitLines("a\nb\nc\nd\ne a line that is too wide to stand beside others\nf\ng\n", {30, 4}),
+        ElementsAre("a  c", "b  d", HasSubstr("... 3 more")));
+}
+
 TEST(FitLines, ACharacterOfSeveralBytesIsOneColumnAndIsNotTornApart)
 {
     EXPECT_THAT(FitLines("\xc3\xa4\xc3\xb6\xc3\xbc\n", {3, 5}), ElementsAre("\xc3\xa4\xc3\xb6"));

@@ -417,7 +417,7 @@ TEST_F(MemoryOfRkhost, ABudgetBelowTheSmallestCacheSaysThatItIsNotKept)
     EXPECT_EQ(0, ended.mCode) << ended.mError;
     EXPECT_EQ("64.00 MB", Row(ended, "balancer's grant"));
     EXPECT_THAT(Row(ended, "budget by the grant"),
-                ContainsRegex("^[1-9][0-9]*\\.00 MB smallest allowed$"));
+                ContainsRegex("^[1-9][0-9]*\\.00 MB the smallest that is allowed$"));
 }
 
 TEST_F(MemoryOfRkhost, NobodyIsAskedForAGrantWithoutAnOption)

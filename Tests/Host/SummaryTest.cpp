@@ -68,21 +68,34 @@ TEST(SummaryTable, SaysThatWarmPassesWereTheSame)
     EXPECT_THAT(SummaryTable(figures), ContainsRegex("checksum +abcdef0123456789 +same\n"));
 }
 
-TEST(SummaryTable, TellsTheGrantAndTheSevenEighthsThatAreTheBudget)
+std::string TableOfGrant(std::uint64_t inGrant, std::uint64_t inBudget, std::uint64_t inReserve)
 {
     SummaryFigures figures;
-    figures.mGrant = {true, 800 * kMiB, 512 * kMiB};
-    const std::string table = SummaryTable(figures);
+    figures.mGrant = {true, inGrant, 512 * kMiB};
+    figures.mBudgetBytes = inBudget;
+    figures.mReserveBytes = inReserve;
+    return SummaryTable(figures);
+}
+
+TEST(SummaryTable, TellsTheGrantAndTheSevenEighthsThatAreTheBudget)
+{
+    const std::string table = TableOfGrant(800 * kMiB, 600 * kMiB, 100 * kMiB);
+    EXPECT_THAT(table, ContainsRegex("cache budget +600\\.00 MB\n"));
     EXPECT_THAT(table, ContainsRegex("balancer's grant +800\\.00 MB\n"));
     EXPECT_THAT(table, ContainsRegex("budget by the grant +700\\.00 MB +7/8 of it\n"));
+    EXPECT_THAT(table, ContainsRegex("reserve +100\\.00 MB\n"));
 }
 
 TEST(SummaryTable, SaysWhenTheSmallestCacheIsMoreThanTheGrantGives)
 {
-    SummaryFigures figures;
-    figures.mGrant = {true, 256 * kMiB, 512 * kMiB};
-    EXPECT_THAT(SummaryTable(figures),
-                ContainsRegex("budget by the grant +512\\.00 MB +smallest allowed\n"));
+    EXPECT_THAT(TableOfGrant(256 * kMiB, 512 * kMiB, 0),
+                ContainsRegex("budget by the grant +512\\.00 MB +the smallest that is allowed\n"));
+}
+
+TEST(SummaryTable, SaysWhenTheMachineAllowsLessThanTheGrantGives)
+{
+    EXPECT_THAT(TableOfGrant(4096 * kMiB, 1024 * kMiB, 0),
+                ContainsRegex("budget by the grant +1\\.00 GB +what the machine allows\n"));
 }
 
 TEST(SummaryTable, SaysThatNoGrantHasCome)
@@ -104,11 +117,10 @@ TEST(SummaryTable, TellsWhatEachPolicyAskedFor)
     EXPECT_THAT(table, ContainsRegex("ActiveMemoryPoli \\(off\\) +0 B +0 B  0 times\n"));
 }
 
-TEST(BudgetOfGrant, LeavesAnEighthToTheRestOfTheProcess)
+TEST(SevenEighthsOf, LeavesAnEighthToTheRestOfTheProcess)
 {
-    EXPECT_EQ(7 * kMiB, RKHost::BudgetOfGrant({true, 8 * kMiB, 0}));
-    EXPECT_EQ(9u, RKHost::BudgetOfGrant({true, 10, 0})) << "the eighth is rounded down";
-    EXPECT_EQ(8 * kMiB, RKHost::BudgetOfGrant({true, 8 * kMiB, 8 * kMiB}));
+    EXPECT_EQ(7 * kMiB, RKHost::SevenEighthsOf(8 * kMiB));
+    EXPECT_EQ(9u, RKHost::SevenEighthsOf(10)) << "the eighth is rounded down";
 }
 
 TEST(BalanceTable, TellsTheSuiteAndEachMember)
