@@ -1,11 +1,10 @@
 #include "CgroupMemory.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include <boost/optional.hpp>
 
-#include "MountInfo.h"
+#include "CgroupFolders.h"
 #include "SystemText.h"
 
 namespace Platform
@@ -16,103 +15,97 @@ namespace
 // Version 1 says "no limit" by the greatest number of bytes that whole pages can have.
 constexpr std::uint64_t kVersion1NoLimit = 9223372036854771712u;
 
-/// Whether inName is one of the words of a list with commas.
-bool ListHolds(std::string_view inList, std::string_view inName)
+// A number of bytes that a group may use, and how much of it is used.
+struct Allowance
 {
-    while (!inList.empty())
+    Allowance(const std::string& inLimitPath, const std::string& inUsagePath)
+        : limitFile(inLimitPath)
+        , usageFile(inUsagePath)
     {
-        const std::size_t end = inList.find(',');
-        if (inList.substr(0, end) == inName)
-            return true;
-        inList.remove_prefix(end == std::string_view::npos ? inList.size() : end + 1);
     }
-    return false;
-}
 
-struct Membership
-{
-    bool version1 = false;
-    std::string path;
+    KeptFile limitFile;
+    KeptFile usageFile;
+    std::uint64_t limit = CgroupMemory::kNoLimit;
+
+    /// @param inReclaimable  the part of what is used that can be had back at once.
+    std::uint64_t Available(std::uint64_t inReclaimable)
+    {
+        std::string text;
+        if (limit == CgroupMemory::kNoLimit || !usageFile.Read(text))
+            return CgroupMemory::kNoLimit;
+        const boost::optional<std::uint64_t> used = LeadingNumber(text);
+        if (!used)
+            return CgroupMemory::kNoLimit;
+        return limit - std::min(limit, *used - std::min(inReclaimable, *used));
+    }
 };
 
-/// Reads one line "number:controllers:path" of /proc/self/cgroup.
-boost::optional<Membership> ParseMembership(std::string_view inLine)
+std::uint64_t ToLimit(const boost::optional<std::uint64_t>& inNumber)
 {
-    const std::size_t first = inLine.find(':');
-    const std::size_t second =
-        first == std::string_view::npos ? first : inLine.find(':', first + 1);
-    if (second == std::string_view::npos)
-        return boost::none;
-    const std::string_view controllers = inLine.substr(first + 1, second - first - 1);
-    const bool version1 = ListHolds(controllers, "memory");
-    if (!version1 && !controllers.empty())
-        return boost::none;
-    return Membership{version1, std::string(inLine.substr(second + 1))};
+    // No process runs within a limit of 0: somebody's slip, and no statement about memory.
+    return inNumber && *inNumber != 0 && *inNumber < kVersion1NoLimit ? *inNumber
+                                                                      : CgroupMemory::kNoLimit;
 }
 
-bool IsMemoryHierarchy(const Mount& inMount, bool inVersion1)
+std::uint64_t ReadLimit(KeptFile& ioFile)
 {
-    return inVersion1 ? inMount.type == "cgroup" && ListHolds(inMount.superOptions, "memory")
-                      : inMount.type == "cgroup2";
-}
-
-/// The group's folder below the mount point. A group that is not below what is mounted here (it lies
-/// outside of the container's view) is as good as the highest that can be seen.
-std::string RelativePath(const Mount& inMount, const std::string& inPath)
-{
-    if (inPath.find("/..") != std::string::npos || !IsAtOrBelow(inPath, inMount.root))
-        return std::string();
-    const std::string below = inMount.root == "/" ? inPath : inPath.substr(inMount.root.size());
-    return below == "/" ? std::string() : below;
+    std::string text;
+    // The highest group has no such file, and "max" is no number.
+    return ioFile.Read(text) ? ToLimit(LeadingNumber(text)) : CgroupMemory::kNoLimit;
 }
 
 } // namespace
 
+// One group. What version 2 grants of swap (memory.swap.max) is an allowance of its own and bounds no
+// memory; version 1 counts memory and swap together as well, and so what was swapped out takes from what can
+// still be had.
 struct CgroupMemory::Level
 {
     Level(const std::string& inFolder, bool inVersion1)
         : version1(inVersion1)
-        , hardLimit(inFolder + (inVersion1 ? "/memory.limit_in_bytes" : "/memory.max"))
-        , softLimit(inFolder + (inVersion1 ? "/memory.limit_in_bytes" : "/memory.high"))
-        , usage(inFolder + (inVersion1 ? "/memory.usage_in_bytes" : "/memory.current"))
+        , memory(inFolder + (inVersion1 ? "/memory.limit_in_bytes" : "/memory.max"),
+                 inFolder + (inVersion1 ? "/memory.usage_in_bytes" : "/memory.current"))
+        , memoryAndSwap(inFolder + "/memory.memsw.limit_in_bytes",
+                        inFolder + "/memory.memsw.usage_in_bytes")
+        , softLimit(inFolder + "/memory.high")
         , statistics(inFolder + "/memory.stat")
     {
     }
 
     const bool version1;
-    KeptFile hardLimit;
-    KeptFile softLimit; // beyond it the group is slowed down rather than refused
-    KeptFile usage;
+    Allowance memory;
+    Allowance memoryAndSwap; // version 1
+    KeptFile softLimit;      // version 2: beyond it the group is slowed down rather than refused
     KeptFile statistics;
-    std::uint64_t limit = kNoLimit;
 
-    static std::uint64_t ReadLimit(KeptFile& ioFile)
-    {
-        std::string text;
-        if (!ioFile.Read(text))
-            return kNoLimit; // the highest group has no such file
-        const boost::optional<std::uint64_t> number = LeadingNumber(text); // none for "max"
-        // No process runs within a limit of 0: somebody's slip, and no statement about memory.
-        return number && *number != 0 && *number < kVersion1NoLimit ? *number : kNoLimit;
-    }
+    std::uint64_t Limit() const { return memory.limit; }
 
     void Refresh()
     {
-        limit = ReadLimit(hardLimit);
+        memory.limit = ReadLimit(memory.limitFile);
         if (!version1)
-            limit = std::min(limit, ReadLimit(softLimit));
+        {
+            memory.limit = std::min(memory.limit, ReadLimit(softLimit));
+            return;
+        }
+        memoryAndSwap.limit = ReadLimit(memoryAndSwap.limitFile);
+        std::string text;
+        if (!statistics.Read(text))
+            return;
+        // The least of all levels above too, of which a container may see none.
+        memory.limit =
+            std::min(memory.limit, ToLimit(NumberOfKey(text, "hierarchical_memory_limit")));
+        memoryAndSwap.limit =
+            std::min(memoryAndSwap.limit, ToLimit(NumberOfKey(text, "hierarchical_memsw_limit")));
     }
 
     std::uint64_t Available()
     {
-        std::string text;
-        if (limit == kNoLimit || !usage.Read(text))
+        if (memory.limit == kNoLimit && memoryAndSwap.limit == kNoLimit)
             return kNoLimit;
-        const boost::optional<std::uint64_t> used = LeadingNumber(text);
-        if (!used)
-            return kNoLimit;
-        const std::uint64_t reclaimable = std::min(InactiveFileBytes(), *used);
-        return limit - std::min(limit, *used - reclaimable);
+        const std::uint64_t reclaimable = InactiveFileBytes();
+        return std::min(memory.Available(reclaimable), memoryAndSwap.Available(reclaimable));
     }
 
     std::uint64_t InactiveFileBytes()
@@ -146,7 +139,7 @@ void CgroupMemory::Refresh()
     for (const std::unique_ptr<Level>& level : mLevels)
     {
         level->Refresh();
-        mLimit = std::min(mLimit, level->limit);
+        mLimit = std::min(mLimit, level->Limit());
     }
 }
 
@@ -167,28 +160,16 @@ void CgroupMemory::FindLevels(const std::string& inMembership)
     if (!mountInfo.Read(text))
         return; // the next Refresh() tries again
     mMembership = inMembership;
-    const std::vector<Mount> mounts = ParseMountInfo(text);
-    for (std::string_view rest = inMembership; !rest.empty();)
-    {
-        const boost::optional<Membership> membership = ParseMembership(TakeLine(rest));
-        if (!membership)
-            continue;
-        const auto isMemory = [&](const Mount& inMount)
-        { return IsMemoryHierarchy(inMount, membership->version1); };
-        const auto mount = std::find_if(mounts.begin(), mounts.end(), isMemory);
-        if (mount != mounts.end())
-            AddLevels(mount->mountPoint, RelativePath(*mount, membership->path),
-                      membership->version1);
-    }
+    for (const CgroupFolder& folder : FindCgroupFolders(inMembership, text))
+        AddLevels(folder);
 }
 
-void CgroupMemory::AddLevels(const std::string& inMountPoint, const std::string& inRelative,
-                             bool inVersion1)
+void CgroupMemory::AddLevels(const CgroupFolder& inFolder)
 {
-    const std::string top = mRoot + inMountPoint;
-    for (std::string relative = inRelative;; relative.resize(relative.rfind('/')))
+    const std::string top = mRoot + inFolder.mountPoint;
+    for (std::string relative = inFolder.relative;; relative.resize(relative.rfind('/')))
     {
-        mLevels.push_back(std::make_unique<Level>(top + relative, inVersion1));
+        mLevels.push_back(std::make_unique<Level>(top + relative, inFolder.version1));
         if (relative.empty() || relative[0] != '/')
             return;
     }

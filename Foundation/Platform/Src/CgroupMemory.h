@@ -10,6 +10,8 @@
 namespace Platform
 {
 
+struct CgroupFolder;
+
 // What the control groups that the process is in, from its own up to the highest that can be seen,
 // let it have of memory. Versions 1 and 2 and a mixture of them; each level counts, since any of them
 // may be the narrowest. One thread at a time.
@@ -38,7 +40,7 @@ private:
     struct Level;
 
     void FindLevels(const std::string& inMembership);
-    void AddLevels(const std::string& inMountPoint, const std::string& inRelative, bool inVersion1);
+    void AddLevels(const CgroupFolder& inFolder);
 
     const std::string mRoot;
     KeptFile mMembershipFile;

@@ -13,6 +13,7 @@
 #include "KeptFile.h"
 #include "Platform/Clock.h"
 #include "SystemText.h"
+#include "ZramDisks.h"
 
 namespace Platform
 {
@@ -56,6 +57,7 @@ struct LinuxMachineFigures::Readers
         , sizes(inRoot + "/proc/self/statm")
         , status(inRoot + "/proc/self/status")
         , groups(inRoot)
+        , disks(inRoot)
         , parents(inParents)
     {
     }
@@ -67,6 +69,7 @@ struct LinuxMachineFigures::Readers
     KeptFile sizes;
     KeptFile status;
     CgroupMemory groups;
+    ZramDisks disks;
     bool hasTotals = false;
     std::uint64_t totalsTime = 0; // of Clock(), in nanoseconds
     std::uint64_t totalPhysical = 0;
@@ -81,6 +84,7 @@ struct LinuxMachineFigures::Readers
         hasTotals = true;
         totalsTime = now;
         groups.Refresh();
+        disks.Refresh();
         std::string text;
         memoryInfo.Read(text);
         const std::uint64_t machine = BytesOfKey(text, "MemTotal").value_or(0);
@@ -191,7 +195,10 @@ std::uint64_t LinuxMachineFigures::SystemCompressedMemory()
     readers.memoryInfo.Read(text);
     const std::uint64_t total = BytesOfKey(text, "SwapTotal").value_or(0);
     const std::uint64_t unused = BytesOfKey(text, "SwapFree").value_or(total);
-    return std::max(total - std::min(total, unused), BytesOfKey(text, "Zswapped").value_or(0));
+    const std::uint64_t swapped =
+        std::max(total - std::min(total, unused), BytesOfKey(text, "Zswapped").value_or(0));
+    readers.RefreshTotals(); // for the disks
+    return swapped + readers.disks.OriginalBytes();
 }
 
 } // namespace Platform

@@ -8,13 +8,13 @@
 namespace Platform
 {
 
-// Sources, and what one question costs where no group sets a limit:
+// Sources; Bench/MachineFiguresBench.cpp has what each costs, beside a bare pread of its file:
 //   totals      MemTotal of /proc/meminfo, limits of the control groups, RLIMIT_AS; kept one second
-//   free        MemAvailable of /proc/meminfo (6 us), less if a control group has less (4 us a limit)
+//   free        MemAvailable of /proc/meminfo, less if a control group has less
 //   active      MemFree and Inactive(file) of /proc/meminfo, likewise limited
-//   process     /proc/self/statm (2 us): the resident pages, exact to some tens of pages a thread
-//   compressed  VmSwap of /proc/self/status (7 us); of the system, the swap in use: what the kernel
-//               compresses in memory (zswap, zram used for swapping) takes swap slots as well
+//   process     /proc/self/statm: the resident pages, exact to some tens of pages a thread
+//   compressed  VmSwap of /proc/self/status; of the system, the swap in use (what zswap and zram disks for
+//               swapping compress has slots in it, and is not added), and what other zram disks hold
 // The sum over the address ranges of the process (smaps_rollup) would be exact, and takes 10 ms for
 // each half GiB: never here.
 class LinuxMachineFigures : public IMachineFigures

@@ -64,6 +64,15 @@ protected:
                         " /sys/fs/cgroup/memory rw - cgroup cgroup rw,memory\n"
                         "41 31 0:38 / /sys/fs/cgroup/unified rw - cgroup2 cgroup2 rw\n");
     }
+    void Swaps(const std::string& inLines)
+    {
+        mTree.Write("proc/swaps", "Filename Type Size Used Priority\n" + inLines);
+    }
+    void Zram(const std::string& inNumber, std::uint64_t inOriginalBytes)
+    {
+        mTree.Write("sys/block/zram" + inNumber + "/mm_stat",
+                    "  " + std::to_string(inOriginalBytes) + "  2211840  3956736 0 0 0 0 0 0\n");
+    }
     /// inFile is relative to the folder where control groups are mounted.
     void Group(const std::string& inFile, const std::string& inText)
     {
@@ -98,6 +107,47 @@ TEST_F(MachineFiguresTest, WhatTheKernelCompressedWithoutSwappingCountsToo)
     mTree.Write("proc/meminfo", "SwapTotal: 0 kB\nSwapFree: 0 kB\nZswapped: 4096 kB\n");
 
     EXPECT_EQ(4 * kMiB, mFigures.SystemCompressedMemory());
+}
+
+TEST_F(MachineFiguresTest, ACompressedDiskThatIsSwappedToIsPartOfTheSwapInUse)
+{
+    Zram("0", 512 * kMiB);
+    Swaps("/dev/zram0\tpartition\t4194300\t\t1048576\t\t100\n");
+
+    EXPECT_EQ(1024 * kMiB, mFigures.SystemCompressedMemory());
+}
+
+TEST_F(MachineFiguresTest, CompressedDisksThatHoldFilesCountInTheirFullSize)
+{
+    Zram("0", 512 * kMiB);
+    Zram("1", 40 * kMiB);
+    Zram("10", 2 * kMiB);
+    Swaps("/dev/zram0 partition 4194300 1048576 100\n");
+    mTree.Write("sys/block/vda/stat", "1 2 3\n");
+
+    EXPECT_EQ((1024 + 40 + 2) * kMiB, mFigures.SystemCompressedMemory());
+}
+
+TEST_F(MachineFiguresTest, ACompressedDiskThatComesIsSeenAfterASecondAndItsGrowthAtOnce)
+{
+    mFigures.SystemCompressedMemory();
+    Zram("0", 8 * kMiB);
+    EXPECT_EQ(1024 * kMiB, mFigures.SystemCompressedMemory());
+
+    mClock.AdvanceSeconds(1);
+    EXPECT_EQ((1024 + 8) * kMiB, mFigures.SystemCompressedMemory());
+    Zram("0", 9 * kMiB);
+    EXPECT_EQ((1024 + 9) * kMiB, mFigures.SystemCompressedMemory());
+}
+
+TEST_F(MachineFiguresTest, ADiskBecomesSwapAndIsNotCountedTwice)
+{
+    Zram("0", 8 * kMiB);
+    EXPECT_EQ((1024 + 8) * kMiB, mFigures.SystemCompressedMemory());
+
+    Swaps("/dev/zram0 partition 4194300 1048576 100\n");
+    mClock.AdvanceSeconds(1);
+    EXPECT_EQ(1024 * kMiB, mFigures.SystemCompressedMemory());
 }
 
 TEST_F(MachineFiguresTest, AGroupsLimitIsTheTotal)
@@ -221,6 +271,66 @@ TEST_F(MachineFiguresTest, AGroupOfVersion1CountsTheFilesOfThoseBelowIt)
     Group("memory/app/memory.stat", "inactive_file 1048576\ntotal_inactive_file 20971520\n");
 
     EXPECT_EQ(20 * kMiB, mFigures.FreePhysicalMemory());
+}
+
+TEST_F(MachineFiguresTest, ALimitOfVersion1AboveWhatIsSeenCounts)
+{
+    RecordVersion1("/docker/abc", "/docker/abc");
+    Group("memory/memory.limit_in_bytes", kVersion1NoLimit);
+    Group("memory/memory.usage_in_bytes", "104857600\n");
+    Group("memory/memory.stat", "total_inactive_file 0\nhierarchical_memory_limit 268435456\n"
+                                "hierarchical_memsw_limit 9223372036854771712\n");
+
+    EXPECT_EQ(256 * kMiB, mFigures.TotalPhysicalMemory());
+    EXPECT_EQ(156 * kMiB, mFigures.FreePhysicalMemory()) << "and perhaps less: others use it too";
+}
+
+TEST_F(MachineFiguresTest, WhereMemoryAndSwapShareALimitWhatWasSwappedOutIsNotFree)
+{
+    RecordVersion1("/app");
+    Group("memory/app/memory.limit_in_bytes", "1073741824\n");
+    Group("memory/app/memory.usage_in_bytes", "209715200\n");        // 200 MiB
+    Group("memory/app/memory.memsw.limit_in_bytes", "1073741824\n"); // both together
+    Group("memory/app/memory.memsw.usage_in_bytes", "943718400\n");  // 900 MiB
+    Group("memory/app/memory.stat", "total_inactive_file 10485760\n");
+
+    EXPECT_EQ((1024 - 900 + 10) * kMiB, mFigures.FreePhysicalMemory());
+}
+
+TEST_F(MachineFiguresTest, AnAllowanceOfSwapAloneBoundsNoMemory)
+{
+    RecordVersion2("/app");
+    Group("app/memory.max", "max\n");
+    Group("app/memory.swap.max", "0\n");
+    Group("app/memory.swap.current", "0\n");
+
+    EXPECT_EQ(kTotal, mFigures.TotalPhysicalMemory());
+    EXPECT_EQ(kAvailable, mFigures.FreePhysicalMemory());
+}
+
+TEST_F(MachineFiguresTest, InANamespaceOfGroupsTheTopIsTheProcesssOwn)
+{
+    mTree.Write("proc/self/cgroup", "0::/\n");
+    mTree.Write("proc/self/mountinfo",
+                "30 22 0:26 / /sys/fs/cgroup ro,nosuid - cgroup2 cgroup rw,nsdelegate\n");
+    Group("memory.max", "402653184\n");
+    Group("memory.current", "134217728\n");
+
+    EXPECT_EQ(384 * kMiB, mFigures.TotalPhysicalMemory());
+    EXPECT_EQ(256 * kMiB, mFigures.FreePhysicalMemory());
+}
+
+TEST_F(MachineFiguresTest, OfSeveralMountsTheOneThatShowsTheMostLevelsCounts)
+{
+    mTree.Write("proc/self/cgroup", "0::/slice/app\n");
+    mTree.Write("proc/self/mountinfo", "30 22 0:26 /elsewhere /mnt/other rw - cgroup2 cgroup2 rw\n"
+                                       "31 22 0:26 /slice/app /mnt/own rw - cgroup2 cgroup2 rw\n"
+                                       "32 22 0:26 / /sys/fs/cgroup rw - cgroup2 cgroup2 rw\n"
+                                       "33 22 0:26 /slice /mnt/slice rw - cgroup2 cgroup2 rw\n");
+    mTree.Write("mnt/other/memory.max", "1048576\n");
+    Group("slice/memory.max", "1073741824\n");
+
+    EXPECT_EQ(1024 * kMiB, mFigures.TotalPhysicalMemory());
 }
 
 TEST_F(MachineFiguresTest, NothingIsFreeInAGroupAboveItsLimit)

@@ -8,5 +8,6 @@ rk_add_tests(rk_platform_files_tests INTERNAL LABELS foundation SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/VolumeTableTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/WakeSetTest.cpp)
 rk_add_tests(rk_platform_real_tests INTERNAL LABELS foundation real SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/LimitedFiguresTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MountedVolumesTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SharedSegmentTest.cpp)

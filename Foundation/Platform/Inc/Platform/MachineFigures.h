@@ -31,7 +31,8 @@ public:
     virtual std::uint64_t ProcessMemory() = 0;
     /// What of the process was compressed or swapped out, in its full size. 0 if unknown.
     virtual std::uint64_t ProcessCompressedMemory() = 0;
-    /// The same for all processes of the machine. 0 if unknown.
+    /// The same for all processes of the machine, and what its compressed disks in memory hold. 0 if
+    /// unknown.
     virtual std::uint64_t SystemCompressedMemory() = 0;
 };
 

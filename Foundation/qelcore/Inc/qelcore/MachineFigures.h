@@ -34,7 +34,7 @@ RK_API std::uint64_t GetCurrentProcessMemoryUsage();
 /// What of the process was swapped out, be it to a disk or into compressed memory, in its full size; 0
 /// if the system does not tell.
 RK_API std::uint64_t GetCurrentProcessCompressedMemoryUsage();
-/// The same for all processes of the machine.
+/// The same for all processes of the machine, and what its compressed disks in memory hold.
 RK_API std::uint64_t GetAmountOfCompressedMemoryBySystem();
 
 } // namespace utility
