@@ -27,6 +27,7 @@ namespace RK
 extern qelcore::threads::RecursiveMutex sMaxSizeCriticalSection;
 
 class MediaManager;
+class MemoryPressure;
 using MediaManagerRef = ZOR::InterfaceRef<MediaManager, IMediaManager>;
 
 // The one IMediaManager. What the operations promise is told there.
@@ -265,6 +266,7 @@ private:
         mPurgeQueues RK_GUARDED_BY(sMaxSizeCriticalSection);
     std::unique_ptr<qelcore::threads::RepeatDelayFunction>
         mRepeatPurge RK_GUARDED_BY(sMaxSizeCriticalSection);
+    std::unique_ptr<MemoryPressure> mMemoryPressure; // of start and stop, which come one at a time
     // Null while the memory control loop is off; then FlushTo keeps to its fixed rule.
     boost::shared_ptr<MemoryControlLoopState> mControlLoopState RK_GUARDED_BY(mMutex);
 };

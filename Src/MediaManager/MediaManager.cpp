@@ -9,6 +9,7 @@
 
 #include "LoadOrder.h"
 #include "MediaManager/MediaManagerStatics.h"
+#include "MemoryPressure.h"
 #include "TQM/ApplicationType.h"
 #include "ZOR/CountedObject.h"
 #include "qelcore/ClientName.h"
@@ -199,10 +200,13 @@ void MediaManager::StartJobs()
     mPurgeQueue.store(mPurgeQueues.back().get(), std::memory_order_release);
     mRepeatPurge = std::make_unique<qelcore::threads::RepeatDelayFunction>(
         mExecutor, purge, kRepeatPurgeMilliseconds);
+    mMemoryPressure = std::make_unique<MemoryPressure>(
+        boost::bind(&qelcore::threads::QueueOnlyOnce::Queue, mPurgeQueues.back()));
 }
 
 void MediaManager::StopJobs()
 {
+    mMemoryPressure.reset(); // not with the lock: it waits for a wake-up that is under way
     qelcore::threads::AsyncExecutorPtr executor;
     {
         RecursiveMutex::ScopedLock lock(sMaxSizeCriticalSection, "RK::MediaManager::StopJobs");

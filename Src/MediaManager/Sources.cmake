@@ -12,5 +12,6 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopPolicies.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopStatistics.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryPressure.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PurgingNewHandler.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QELErrorManager.cpp)

@@ -2,6 +2,7 @@ rk_add_tests(rk_platform_files_tests INTERNAL LABELS foundation SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FileSystemTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MachineFiguresTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryPressureTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MountInfoTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RenameWithoutReplacingTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RealRightsTest.cpp
@@ -10,4 +11,5 @@ rk_add_tests(rk_platform_files_tests INTERNAL LABELS foundation SOURCES
 rk_add_tests(rk_platform_real_tests INTERNAL LABELS foundation real SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/LimitedFiguresTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MountedVolumesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RealMemoryPressureTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SharedSegmentTest.cpp)

@@ -12,9 +12,11 @@
 #include <gtest/gtest.h>
 
 #include "MediaManager/MediaManager.h"
+#include "Src/MediaManager/MemoryPressure.h"
 #include "Support/FakeClock.h"
 #include "Support/FakeMachineFigures.h"
 #include "Support/FakeMemberships.h"
+#include "Support/FakeMemoryPressure.h"
 #include "Support/FakeRegistry.h"
 #include "Support/ManualExecutor.h"
 #include "TQM/ApplicationType.h"
@@ -47,6 +49,7 @@ struct MediaManagerProbe
     void SetTimeout(double inSeconds) { m.mTimeout = inSeconds; }
     double Now() const { return m.Now(); }
     std::uint64_t PendingBytes() const { return m.mPendingBytes; }
+    std::uint64_t PressureEventCount() const { return m.mMemoryPressure->EventCount(); }
     std::int32_t PendingEventCount() const { return m.mPendingEventCount; }
     std::uint64_t TotalReserve() const RK_NO_THREAD_SAFETY_ANALYSIS { return m.mTotalReserve; }
     std::size_t ReserveCount() const RK_NO_THREAD_SAFETY_ANALYSIS { return m.mReserveSizes.size(); }
@@ -276,6 +279,7 @@ protected:
 
     FakeClock clock;
     FakeMachineFigures machine;
+    FakeMemoryPressure pressure;
     FakeRegistry registry;
     FakeMemberships memberships;
     ManualExecutorFactory executors;

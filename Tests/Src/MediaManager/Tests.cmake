@@ -9,6 +9,7 @@ rk_add_tests(MediaManagerTests LABELS media-memory INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopReportTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopStatisticsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MemoryControlLoopTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MemoryPressureTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ModelTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PurgeStepsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PurgeTest.cpp
