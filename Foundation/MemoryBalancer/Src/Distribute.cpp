@@ -111,6 +111,7 @@ bool GrantRound(std::vector<Claim>& ioClaims, std::uint64_t& ioRest)
 std::vector<std::uint64_t> DescendingTotals(const std::vector<ContainedDemand>& inDemands)
 {
     std::vector<std::uint64_t> totals;
+    totals.reserve(inDemands.size());
     for (const ContainedDemand& each : inDemands)
         totals.push_back(each.total);
     std::sort(totals.begin(), totals.end(), std::greater<>());

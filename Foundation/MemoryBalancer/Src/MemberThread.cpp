@@ -175,12 +175,9 @@ MemberThread::MemberThread(const qelcore::UTF16String& inClientName,
 
 MemberThread::~MemberThread()
 {
+    // In a child the core of a running thread stays for good: the thread, which is not there, has a share.
     if (IsInherited())
-    {
-        static_cast<void>(new std::shared_ptr<Core>(
-            mCore)); // never ended: its thread and its lock are the parent's
         return;
-    }
     std::unique_ptr<std::thread> thread;
     {
         Lock lock(mCore->mutex);
