@@ -7,6 +7,7 @@
 #include "LoadOrder.h"
 #include "MediaManager/FileBuffer.h"
 #include "MediaManager/MediaManager.h"
+#include "RKDiskCacheManager.h"
 #include "RKFileManager.h"
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
@@ -79,7 +80,7 @@ constexpr Step kStartSteps[] = {
 constexpr Step kStopSteps[] = {
     {"RemoveFileBufferFactory", &RemoveFileBufferFactory},
     // RK::VolumeUtilities::Shutdown
-    // RK::DiskCacheManager::Shutdown, which is started on first use
+    {"RK::DiskCacheManager::Shutdown", &DiskCacheManager::Shutdown}, // starts on first use
     {"RK::MediaManager::Shutdown", &MediaManager::Shutdown},
     {"RK::FileManager::Shutdown", &FileManager::Shutdown},
     // RK::DirectoryChangeMonitor::Terminate

@@ -28,5 +28,10 @@ target_sources(RiverKit PRIVATE
   Src/StillSequence.cpp
   Src/FileManager/FileManager.cpp
   Src/FileManager/FileManagerImpl.cpp
+  Src/DiskCacheManager.cpp
+  Src/DiskCacheManagerFileUtils.cpp
+  Src/DiskCacheManagerHandles.cpp
+  Src/DiskCacheManagerLimits.cpp
+  Src/DiskCacheManagerSweep.cpp
   )
 include(${CMAKE_CURRENT_LIST_DIR}/MediaManager/Sources.cmake)

@@ -513,6 +513,7 @@ private:
         }
         int StatEntry(const std::string& inName, Platform::FileStatus& outStatus) override
         {
+            mOwner.Act(FileOperation::kStat, Entry(inName));
             return mOwner.Stat(Entry(inName), Platform::LinkPolicy::kDoNotFollow, outStatus);
         }
         int OpenFolder(const std::string& inName,

@@ -31,9 +31,9 @@ using Steps = std::vector<std::string>;
 const Steps kStart = {"ZOR::Foundation::Initialize", "ZOR::Messaging::Initialize",
                       "RK::FileManager::Startup",    "RK::MediaManager::Startup",
                       "InstallFileBufferFactory",    "RegisterStressMediaVector"};
-const Steps kStop = {"RemoveFileBufferFactory", "RK::MediaManager::Shutdown",
-                     "RK::FileManager::Shutdown", "ZOR::Messaging::Terminate",
-                     "ZOR::Foundation::Terminate"};
+const Steps kStop = {"RemoveFileBufferFactory",    "RK::DiskCacheManager::Shutdown",
+                     "RK::MediaManager::Shutdown", "RK::FileManager::Shutdown",
+                     "ZOR::Messaging::Terminate",  "ZOR::Foundation::Terminate"};
 
 Steps sSeen;
 

@@ -1,11 +1,11 @@
 #include "qelcore/File.h"
 
 #include <cerrno>
-#include <cstdint>
 
 #include "PathText.h"
 #include "Platform/FileSystem.h"
 #include "qelcore/TextConversion.h"
+#include "qelcore/UTCTime.h"
 
 namespace qelcore
 {
@@ -13,31 +13,6 @@ namespace filesupport
 {
 namespace
 {
-
-using boost::posix_time::ptime;
-
-// The first and the last second that a ptime can hold, from 1970: 1400-01-01 and 9999-12-31 23:59:59.
-constexpr std::int64_t kFirstSecond = -17987443200;
-constexpr std::int64_t kLastSecond = 253402300799;
-
-ptime ToPTime(const Platform::FileTime& inTime)
-{
-    std::int64_t seconds = inTime.seconds;
-    std::int64_t microseconds = inTime.nanoseconds / 1000;
-    if (seconds < kFirstSecond)
-    {
-        seconds = kFirstSecond;
-        microseconds = 0;
-    }
-    else if (seconds > kLastSecond)
-    {
-        seconds = kLastSecond;
-        microseconds = 999999;
-    }
-    const ptime epoch(boost::gregorian::date(1970, 1, 1));
-    return epoch + boost::posix_time::seconds(seconds) +
-           boost::posix_time::microseconds(microseconds);
-}
 
 void ThrowIf(int inError, const char* inAttempt, const UTF16String& inPath)
 {
@@ -76,13 +51,13 @@ bool File::Exists() const
            status.kind != Platform::FileKind::kDirectory;
 }
 
-ptime File::Modified() const
+boost::posix_time::ptime File::Modified() const
 {
     Platform::FileStatus status;
     ThrowIf(Platform::FileSystem().Stat(utility::UTF16ToFileName(mPath),
                                         Platform::LinkPolicy::kFollow, status),
             "Cannot read the time of file", mPath);
-    return ToPTime(status.modified);
+    return utility::ToUTCTime(status.modified.seconds, status.modified.nanoseconds / 1000);
 }
 
 void File::Rename(const UTF16String& inName)

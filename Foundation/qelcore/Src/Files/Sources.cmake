@@ -7,4 +7,5 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/FolderTree.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MachineFigures.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PathText.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/UTCTime.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VolumeHost.cpp)

@@ -1,0 +1,10 @@
+rk_add_tests(DiskCacheManagerTests LABELS disk-cache INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/FileUtilsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/LimitsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/QueueCleanupTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RegistryTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SweepTest.cpp)
+rk_add_tests(RealDiskCacheManagerTests LABELS disk-cache real SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/RealSweepTest.cpp)
+rk_add_tests(DiskCacheManagerStressTests LABELS disk-cache stress INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/SweepStressTest.cpp)
