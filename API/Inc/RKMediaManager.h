@@ -43,8 +43,13 @@ enum PurgeUrgency
 //           a purge: an add that is refused is not registered, so the item is not purged either.
 // Budget    A quarter of the machine's memory in applications of type 1, an eighth in all others, less
 //           what is reserved. Once the process has joined its memory suite (SetApplicationMemoryRequirements)
-//           and is granted something, seven eighths of the grant instead, for good. A purge runs in the background after each 10 MiB added, after 32768
-//           touches, after 100 removes, and every 4 hours.
+//           and is granted something, seven eighths of the grant instead, for good. A purge runs in the
+//           background after each 10 MiB added, after 32768 touches, after 100 removes, and every 4 hours.
+// Loop      Each background purge samples the memory of the process and the machine, and six policies say
+//           from that how much the cache should give up (MM::GetPolicyReport, and the debug report). Debug
+//           keys: "RK.MemoryControlLoopActive" set to "false" turns all of it off; below
+//           "RK.MemoryControlLoop.Config." there are "ProjectionDistance", the number of purges that are
+//           looked ahead, 10 unless set, and one key a policy, such as "EnableCacheLimitPolicy".
 // Threads   Every operation from any thread. Those that are not marked "no lock" may take the manager's
 //           lock, and call maps with it held; a map that calls one from within its Flush gets what
 //           the operation says there.
@@ -76,8 +81,8 @@ public:
     /// Bytes of all items on the books, at some moment during the call. No lock.
     virtual std::uint64_t GetCurrentSpace() const = 0;
 
-    /// Brings the cache to a percentage of the budget, or lower if the machine is short of memory; in
-    /// that case not below the smallest size that the cache is allowed. Within a map's Flush: nothing.
+    /// Brings the cache to a percentage of the budget, or lower if the process or the machine is short
+    /// of memory; in that case not below the smallest size that the cache is allowed. Within a map's Flush: nothing.
     /// @param inPercentage  at most 100.
     virtual void FlushTo(std::uint32_t inPercentage) = 0;
     /// Applies the events written so far. Within a map's Flush: nothing.
