@@ -1,4 +1,4 @@
-// rkhost: plays sequences of stills through the whole of RiverKit. Start reading at PlayCommand.cpp,
+// rkhost: plays sequences of stills through the whole of RiverKit. Start reading at Playback.cpp,
 // then Player.cpp.
 #include <cstdio>
 #include <exception>

@@ -130,4 +130,4 @@ fi
 echo "Look at the contact sheet:   $sheet"
 echo "Play something of your own:  $rkhost play --contact-sheet sheet.png PATH_OF_ONE_FRAME"
 echo "See the budget and machine:  $rkhost info"
-echo "See how it is done:          Host/PlayCommand.cpp, then Host/Player.cpp"
+echo "See how it is done:          Host/Playback.cpp, then Host/Player.cpp"

@@ -21,8 +21,9 @@ fi
 seconds=${SOAK_SECONDS:-600}
 frames=${SOAK_FRAMES:-1200} # of 1920 x 1080 in 4:2:0, which is 3.1 MB each
 limit=$((512 << 20))
-# What the address space holds besides memory that is used: libraries, and the stacks of threads.
-limit_as=$((1 << 30))
+# Without a control group the players see the whole machine, on which the smallest cache may be 512 MiB. The
+# rest of the address space is for libraries, stacks and frames under way.
+limit_as=$((1536 << 20))
 rkhost=$(realpath "$1")/Host/rkhost
 work=$(realpath "$1")/soak
 suite=rkhost-soak-$$
@@ -76,13 +77,15 @@ make_group() {
 # start NUMBER: a player within the limit.
 start() {
   (
+    budget=()
     if [ -n "$group" ]; then
       echo "$BASHPID" >"$group/cgroup.procs"
     else
+      budget=(--budget $limit)
       ulimit -s 512
       ulimit -v $((limit_as >> 10))
     fi
-    exec "$rkhost" play --suite "$suite" --seconds "$seconds" "$sequence/soak_00001.jpg"
+    exec "$rkhost" play "${budget[@]}" --suite "$suite" --seconds "$seconds" "$sequence/soak_00001.jpg"
   ) >"$work/player-$1.log" 2>&1 </dev/null &
   players+=($!)
 }
