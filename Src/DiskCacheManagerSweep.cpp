@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "DiskCacheManager.h"
+#include "ZOR/PathUtils.h"
 
 namespace RK
 {
@@ -44,9 +45,9 @@ Sweep::Sweep(const VolumeRecords& inVolumes, const DirectoryRecords& inDirectori
     , mExtensions(inExtensions)
     , mCutoff(Shifted(inNow, boost::posix_time::seconds(-kGraceSeconds)))
 {
-    // Also those that this sweep passes over.
+    // Also those that this sweep passes over. A listing meets them without a slash at their end.
     for (const auto& directory : inDirectories)
-        mExcluded.insert(directory.first);
+        mExcluded.insert(ZOR::PathUtils::RemoveTrailingSlash(directory.first));
 }
 
 void Sweep::Run()
@@ -159,10 +160,16 @@ void Sweep::Join(const Path& inVolumePath, std::vector<FileRecord>& ioFiles,
                  std::uint64_t inUsedBytes)
 {
     VolumeCleanupRecord& volume = mVolumes[inVolumePath];
-    const auto own = static_cast<std::ptrdiff_t>(volume.mFiles.size());
-    std::move(ioFiles.begin(), ioFiles.end(), std::back_inserter(volume.mFiles));
-    std::inplace_merge(volume.mFiles.begin(), volume.mFiles.begin() + own, volume.mFiles.end());
     volume.mUsedBytes += inUsedBytes;
+    if (volume.mFiles.empty())
+        return volume.mFiles.swap(ioFiles);
+    std::vector<FileRecord> merged;
+    merged.reserve(volume.mFiles.size() + ioFiles.size());
+    std::merge(std::make_move_iterator(volume.mFiles.begin()),
+               std::make_move_iterator(volume.mFiles.end()),
+               std::make_move_iterator(ioFiles.begin()), std::make_move_iterator(ioFiles.end()),
+               std::back_inserter(merged));
+    volume.mFiles.swap(merged);
 }
 
 /// Only what the sweep itself was allowed to delete: the volume's list and not the directories'.

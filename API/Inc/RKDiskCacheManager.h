@@ -27,7 +27,8 @@
 // Safety   Only files whose extension was claimed are deleted or counted; extensions have their dot and
 //          are compared without regard to case. Hidden files, links and what they lead to are never
 //          touched, nor is a folder below that is managed by itself. No file that was read or written
-//          in the last 15 minutes is deleted, whatever a limit says: so limits can be exceeded. The
+//          in the 15 minutes before its sweep is deleted, whatever a limit says: so limits can be
+//          exceeded. The
 //          time of a file is the later of last access and last modification; where the system keeps
 //          no access times, whoever reads a file touches it (UpdateFileAccessedTime).
 // Volumes  A managed folder has a volume of its own, named by the folder's path: its limits concern the

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -176,6 +177,40 @@ TEST_F(RealManagerLife, TheStopOfTheLibraryEndsAllSweeps)
         });
     EXPECT_EQ(0, answer);
     EXPECT_THAT(Left(), UnorderedElementsAre("late.rkdc"));
+}
+
+// A file system in user space whose program never says a word, as a server that is away.
+TEST_F(RealManagerLife, ASilentVolumeDoesNotKeepTheOthersFromBeingSwept)
+{
+    RK_NEEDS_MOUNTS();
+    if (access("/dev/fuse", R_OK | W_OK) != 0)
+        GTEST_SKIP() << "needs /dev/fuse";
+    const std::string silent = mFolder.MakeFolder("a silent one"); // comes first
+    const std::string other = mFolder.MakeFolder("other");
+    Put("other/a.rkdc", kDay);
+    const int answer = Testing::RunInChild(
+        [&]
+        {
+            if (!Testing::EnterPrivateMounts())
+                return 98;
+            std::vector<ManagedDirectoryPtr> handles;
+            for (const std::string& path : {silent, other})
+                handles.push_back(
+                    ManagedDirectory::Create(FileNameToUTF16(path), kExtensions, boost::none));
+            const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+            const std::string options =
+                "fd=" + std::to_string(device) + ",rootmode=40000,user_id=0,group_id=0";
+            if (mount("silent", silent.c_str(), "fuse.silent", 0, options.c_str()) != 0)
+                return 97;
+            for (const ManagedDirectoryPtr& handle : handles)
+                handle->SetMaxFileCount(std::uint64_t{0});
+            WaitForSweep();
+            close(device); // ends the question that is still open
+            return 0;
+        });
+
+    EXPECT_EQ(0, answer);
+    EXPECT_FALSE(std::filesystem::exists(mFolder.Path("other/a.rkdc")));
 }
 
 TEST_F(RealManagerLife, AProcessThatNeverStopsTheManagerEndsInOrder)

@@ -368,6 +368,17 @@ TEST_F(SweepTest, AFolderManagedByItselfIsNoPartOfTheOneAboveIt)
     EXPECT_TRUE(mFiles.Has("/c/own/b.rkdc"));
 }
 
+TEST_F(SweepTest, AFolderIsManagedByItselfWithASlashAtItsEndToo)
+{
+    const ManagedDirectoryPtr nested =
+        mManager.GetOrInitializeManagedDirectory(u"/c/own/", {u".rkdc"}, boost::none);
+    Put("/c/own/b.rkdc", kDay);
+    SetBytes(0);
+
+    EXPECT_EQ(1u, PassInterval());
+    EXPECT_TRUE(mFiles.Has("/c/own/b.rkdc"));
+}
+
 TEST_F(SweepTest, EmptyFoldersGoIfAskedForAndThoseWithForeignFilesStay)
 {
     mFiles.AddDirectory("/c/empty/inner");
