@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -203,8 +204,19 @@ TEST_F(MonitorChannelTest, ANameThatIsTakenIsNotOfferedAndThatIsAll)
     EXPECT_FALSE(second.IsOffered());
 }
 
+/// A test may be started without standard input.
+void OpenStandardDescriptors()
+{
+    int lowest = -1;
+    do
+        lowest = open("/dev/null", O_RDWR | O_CLOEXEC);
+    while (lowest >= 0 && lowest <= STDERR_FILENO);
+    close(lowest);
+}
+
 TEST_F(MonitorChannelTest, WithoutDescriptorsItIsNoLongerOfferedInsteadOfKeepingTheLoopBusy)
 {
+    OpenStandardDescriptors();
     const int waiting = RawViewer();
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
