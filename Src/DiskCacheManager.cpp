@@ -1,7 +1,6 @@
 #include "DiskCacheManager.h"
 
 #include <atomic>
-#include <utility>
 
 #include <boost/make_shared.hpp>
 
@@ -14,7 +13,6 @@ namespace
 {
 
 using qelcore::debug::CachedDatabaseValue;
-using qelcore::threads::RecursiveMutex;
 
 constexpr char kSourcePath[] = "Src/DiskCacheManager";
 constexpr std::uint64_t kCloseToFullBytes = 102400;
@@ -76,7 +74,7 @@ ManagedVolumePtr Manager::GetOrInitializeManagedVolume(const Path& inPath,
                                                        const Extensions& inExtensions)
 {
     // Ahead of the lock, since a volume may take its time.
-    const ManagedVolumePtr volume(new ManagedVolume);
+    ManagedVolumePtr volume(new ManagedVolume);
     volume->mPath = boost::make_shared<Path>(inPath);
     volume->mVolumeSize = qelcore::utility::FileUtils::GetVolumeSize(inPath);
     volume->mFileExtensionsAllowedToDelete = inExtensions;
@@ -99,7 +97,7 @@ Manager::GetOrInitializeManagedDirectory(const Path& inPath, const Extensions& i
     AssertNotEmpty(inExtensions, kSourcePath, __PRETTY_FUNCTION__, __LINE__);
     // A volume of its own for each path, and not the one that is mounted there.
     const ManagedVolumePtr volume = GetOrInitializeManagedVolume(inPath, inExtensions);
-    const ManagedDirectoryPtr directory(new ManagedDirectory);
+    ManagedDirectoryPtr directory(new ManagedDirectory);
     directory->mVolume = volume;
     directory->mPath = boost::make_shared<Path>(inPath);
 

@@ -84,14 +84,11 @@ void Sweep::CleanDirectory(const ManagedDirectoryRecord& inDirectory)
                                  subDirectories, isEmpty);
     std::sort(files.begin(), files.end());
     std::sort(subDirectories.begin(), subDirectories.end());
-    if (!IsShuttingDown())
-    {
-        KeepLimits(inDirectory, files, usedBytes);
-        if (inDirectory.mPriorityBoost)
-            Boost(*inDirectory.mPriorityBoost, files);
-        if (inDirectory.mDeleteEmptySubDirectories.value_or(false))
-            DeleteSubDirectories(subDirectories);
-    }
+    KeepLimits(inDirectory, files, usedBytes);
+    if (inDirectory.mPriorityBoost)
+        Boost(*inDirectory.mPriorityBoost, files);
+    if (inDirectory.mDeleteEmptySubDirectories.value_or(false))
+        DeleteSubDirectories(subDirectories);
     Join(*inDirectory.mVolumePath, files, usedBytes);
 }
 

@@ -202,6 +202,7 @@ TEST_F(DiskCacheFiles, TheFlagEndsTheWalkBeforeTheNextFolder)
                   [&] { mAbort = 1; }); // the last of the top's entries
 
     EXPECT_THAT(ListAll(u"/c"), IsEmpty());
+    EXPECT_THAT(FolderPaths(), IsEmpty()); // what was not looked into is not empty
 }
 
 TEST_F(DiskCacheFiles, AParentOfADeepFileIsNoCandidateAndItsEmptySiblingIs)

@@ -21,8 +21,6 @@ using Testing::kGiB;
 using Testing::kHour;
 using Testing::kMinute;
 using Testing::kNow;
-using Testing::minutes;
-using ::testing::UnorderedElementsAre;
 
 class SweepTest : public Testing::DiskCacheTest
 {
