@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "DiskCacheFixture.h"
@@ -233,6 +234,40 @@ TEST_F(DiskCacheRegistry, AVolumeThatDoesNotAnswerIsNotCloseToFull)
     mVolumes.Fail("/c", ETIMEDOUT);
 
     EXPECT_FALSE(mManager.IsCloseToFull(*volume));
+}
+
+/// A volume that tries the manager's lock, from a thread of its own, whenever it is asked.
+class LookingVolume : public Platform::IVolumeTable
+{
+public:
+    explicit LookingVolume(ManagerProbe inManager)
+        : mManager(inManager)
+    {
+    }
+    int Mounts(std::vector<Platform::Mount>&) override { return ENOSYS; }
+    int MountOfPath(const std::string&, Platform::Mount&) override { return ENOSYS; }
+    int Space(const std::string&, Platform::VolumeSpace& outSpace) override
+    {
+        std::thread([this] { (mManager.LockIsFree() ? free : held) += 1; }).join();
+        outSpace = {kGiB, kGiB};
+        return 0;
+    }
+    int free = 0;
+    int held = 0;
+
+private:
+    ManagerProbe mManager;
+    Platform::ScopedVolumeTable mScope{*this};
+};
+
+TEST_F(DiskCacheRegistry, AVolumeIsAskedWithTheLockFree)
+{
+    LookingVolume looking{Inside()};
+    const ManagedDirectoryPtr handle = Manage(u"/c");
+    mManager.IsCloseToFull(*VolumeOf(u"/c"));
+
+    EXPECT_EQ(3, looking.free); // two sizes, one of them for nothing, and the free space
+    EXPECT_EQ(0, looking.held);
 }
 
 TEST_F(DiskCacheRegistry, EveryOperationLocksUnderItsTag)

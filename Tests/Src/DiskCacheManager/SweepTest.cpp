@@ -390,6 +390,19 @@ TEST_F(SweepTest, EmptyFoldersGoIfAskedForAndThoseWithForeignFilesStay)
     EXPECT_TRUE(mFiles.Has("/c/hidden/.file.rkdc"));
 }
 
+TEST_F(SweepTest, EmptyFoldersGoTheNewestFirstWhateverTheirAge)
+{
+    for (const char* folder : {"/c/1", "/c/2", "/c/3"})
+        mFiles.AddDirectory(folder);
+    mFiles.SetModified("/c/1", {kNow - 20, 0});
+    mFiles.SetModified("/c/2", {kNow, 0});
+    mFiles.SetModified("/c/3", {kNow - 10, 0});
+    mManager.SetDirectoryDeleteEmptySubDirectories(*mHandle, true);
+    LeftAfterSweep();
+
+    EXPECT_THAT(mFiles.Done(), ElementsAre("rmdir /c/2", "rmdir /c/3", "rmdir /c/1"));
+}
+
 TEST_F(SweepTest, AFolderThatASweepHasEmptiedGoesInTheNext)
 {
     Put("/c/sub/a.rkdc", kHour);
