@@ -17,18 +17,8 @@
 #include "RKInitializer.h"
 #include "RKMediaManager.h"
 #include "Support/ChildProcess.h"
+#include "Support/Sanitizers.h"
 #include "qelcore/RecycledMemory.h"
-
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define RK_TEST_LIMITS_ADDRESSES 0
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define RK_TEST_LIMITS_ADDRESSES 0
-#endif
-#endif
-#ifndef RK_TEST_LIMITS_ADDRESSES
-#define RK_TEST_LIMITS_ADDRESSES 1
-#endif
 
 namespace
 {
@@ -104,7 +94,7 @@ class LackOfMemory : public testing::Test
 protected:
     void SetUp() override
     {
-        if (!RK_TEST_LIMITS_ADDRESSES)
+        if (RK_TEST_SANITIZER)
             GTEST_SKIP()
                 << "needs a build without sanitizers, which reserve addresses for themselves";
     }

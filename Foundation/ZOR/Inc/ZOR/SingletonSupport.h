@@ -104,11 +104,10 @@ private:
         // A mutex that another thread holds while the process ends is left to the system.
         ~Destroyer()
         {
-            qelcore::threads::RecursiveMutex* const mutex = sCriticalSection.exchange(nullptr);
-            if (mutex == nullptr)
+            qelcore::threads::RecursiveMutex* const mutex = sCriticalSection.load();
+            if (mutex == nullptr || !mutex->TryLock("ZOR::SingletonSupport::Destroyer"))
                 return;
-            if (!mutex->TryLock("ZOR::SingletonSupport::Destroyer"))
-                return;
+            sCriticalSection = nullptr;
             mutex->Unlock();
             delete mutex;
         }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "Platform/MachineFigures.h"
+#include "Support/Sanitizers.h"
 #include "Support/TemporaryFolder.h"
 #include "qelcore/Dir.h"
 #include "qelcore/TextConversion.h"
@@ -19,14 +20,6 @@ namespace
 
 using qelcore::filesupport::Dir;
 using qelcore::filesupport::FileIterator;
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kKeepsFreedMemory = true;
-#elif defined(__has_feature)
-constexpr bool kKeepsFreedMemory = __has_feature(address_sanitizer);
-#else
-constexpr bool kKeepsFreedMemory = false;
-#endif
 
 /// A folder in memory where there is one: making 100,000 files on a busy disk takes minutes.
 std::filesystem::path QuickParent()
@@ -85,7 +78,7 @@ TEST(BigFolder, AHundredThousandFilesAreListedInLinearTimeAndLittleMemory)
     // Ten times the files; quadratic would be a hundred times the time.
     EXPECT_LT(bigSeconds, 30 * smallSeconds);
     // All names at once would take some 10 MB.
-    if (!kKeepsFreedMemory)
+    if (!RK_TEST_ADDRESS_SANITIZER)
     {
         EXPECT_LT(after, before + (4u << 20));
     }

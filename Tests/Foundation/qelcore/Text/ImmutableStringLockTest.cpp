@@ -7,18 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Support/Sanitizers.h"
 #include "qelcore/ImmutableString.h"
-
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define RK_TEST_COUNTS_LOCKS 0
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define RK_TEST_COUNTS_LOCKS 0
-#endif
-#endif
-#ifndef RK_TEST_COUNTS_LOCKS
-#define RK_TEST_COUNTS_LOCKS 1
-#endif
 
 namespace
 {
@@ -26,7 +16,7 @@ namespace
 thread_local int sLocks = 0;
 } // namespace
 
-#if RK_TEST_COUNTS_LOCKS
+#if !RK_TEST_SANITIZER
 // Stands before the system's function for the whole process, the library included.
 extern "C" __attribute__((visibility("default"))) int
 pthread_mutex_lock(pthread_mutex_t* inMutex) noexcept(noexcept(::pthread_mutex_trylock(inMutex)))
@@ -48,7 +38,7 @@ class LookUp : public testing::Test
 protected:
     void SetUp() override
     {
-        if (!RK_TEST_COUNTS_LOCKS)
+        if (RK_TEST_SANITIZER)
             GTEST_SKIP() << "the sanitizer has put its own pthread_mutex_lock in place";
     }
     int LocksTakenBy(const std::string& inText)
