@@ -29,7 +29,6 @@ MemoryPressure::MemoryPressure(const boost::function<void()>& inWake)
     catch (const std::system_error& error)
     {
         RK_TRACE("RK.MediaManager", 0, "No memory pressure events: " << error.what());
-        static_cast<void>(error);
     }
 }
 
