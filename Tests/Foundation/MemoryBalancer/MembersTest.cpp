@@ -421,8 +421,15 @@ TEST_F(MemberProcesses, JoinAnewWhenTheirSegmentIsOverwritten)
             random ^= random << 17;
             byte = static_cast<char>(random);
         }
-        OverwriteObject(bytes);
-        ASSERT_TRUE(WaitUntil([&] { return ObjectNumber() != number; }));
+        // Again, as long as it takes: a member in the middle of its turn writes it whole anew.
+        const auto isReplaced = [&]
+        {
+            if (ObjectNumber() != number)
+                return true;
+            OverwriteObject(bytes);
+            return false;
+        };
+        ASSERT_TRUE(WaitUntil(isReplaced));
         ASSERT_TRUE(AwaitMembers(3));
         EXPECT_TRUE(AwaitGrant(*first, kAll / 3));
     }
