@@ -221,6 +221,7 @@ TEST_F(MonitorChannelTest, WithoutDescriptorsItIsNoLongerOfferedInsteadOfKeeping
         GTEST_SKIP()
             << "needs a build without sanitizers, which need descriptors to look at memory";
     OpenStandardDescriptors();
+    mLoop.RunPending(); // makes the descriptors of its own
     const int waiting = RawViewer();
     rlimit before = {};
     getrlimit(RLIMIT_NOFILE, &before);
