@@ -277,6 +277,17 @@ TEST_F(Members, MayBeMadeToldAndEndedByManyThreads)
 
 class MemberProcesses : public Members
 {
+protected:
+    /// For a child: it ends, or stands still, with the table locked.
+    void TakeTheTableAndRaise(int inSignal) const
+    {
+        std::unique_ptr<Platform::SharedSegment> segment;
+        OpenSuite(suite, false, segment);
+        while (!segment->Lock(kTableLock, 1000))
+        {
+        }
+        raise(inSignal);
+    }
 };
 
 TEST_F(MemberProcesses, OfOnePriorityShareEvenly)
@@ -320,16 +331,7 @@ TEST_F(MemberProcesses, ThatAreKilledWithTheTableLockedHoldUpNobody)
     const auto survivor = Join(16 * kGiB);
     ASSERT_TRUE(AwaitMembers(1));
     const ino_t number = ObjectNumber();
-    Child holder(
-        [&]
-        {
-            std::unique_ptr<Platform::SharedSegment> segment;
-            OpenSuite(suite, false, segment);
-            while (!segment->Lock(kTableLock, 1000))
-            {
-            }
-            raise(SIGKILL);
-        });
+    Child holder([&] { TakeTheTableAndRaise(SIGKILL); });
     holder.AwaitEnd();
 
     const auto other = Join(16 * kGiB);
@@ -369,16 +371,7 @@ TEST_F(MemberProcesses, MeetInAnotherSegmentWhenAHolderOfTheTableIsStopped)
     const auto second = Join(16 * kGiB);
     ASSERT_TRUE(AwaitGrant(*first, kAll / 2));
     const ino_t number = ObjectNumber();
-    Child holder(
-        [&]
-        {
-            std::unique_ptr<Platform::SharedSegment> segment;
-            OpenSuite(suite, false, segment);
-            while (!segment->Lock(kTableLock, 1000))
-            {
-            }
-            raise(SIGSTOP);
-        });
+    Child holder([&] { TakeTheTableAndRaise(SIGSTOP); });
     holder.AwaitStop();
     EXPECT_TRUE(WaitUntil([&] { return ObjectNumber() != number && ObjectExists(); }));
     EXPECT_TRUE(AwaitMembers(2));

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "DataCacheSupport.h"
+#include "EmptyStore.h"
 #include "Support/FakeClock.h"
 #include "qelcore/MainThread.h"
 
@@ -15,9 +15,10 @@ namespace
 {
 
 using namespace Testing;
+using RK::DataCache;
 namespace threads = qelcore::threads;
 
-class TestStore : public RK::DataCacheBase
+class TestStore : public EmptyStore
 {
 public:
     mutable int stationRequests = 0;
@@ -25,18 +26,8 @@ public:
     ZOR::StationID GetStationID() const override
     {
         ++stationRequests;
-        return DataCacheBase::GetStationID();
+        return EmptyStore::GetStationID();
     }
-    void GetAvailableItems(const CacheKey&, AvailableCachedItemList&) const override {}
-    bool IsItemAvailable(const CacheKey&, const CacheSubKey&) const override { return false; }
-    qelcore::Result GetItem(const CacheKey&, const CacheSubKey&, const GetItemCompletionFunction&,
-                            CacheBuffer&) const override
-    {
-        return RK::kDataCacheResultItemNotFound;
-    }
-    void PutItem(const CacheKey&, const CacheSubKey&, const CacheBuffer&) override {}
-    void TouchItem(const CacheKey&, const CacheSubKey&) const override {}
-    void RemoveItem(const CacheKey&, const CacheSubKey&) const override {}
 };
 
 class Counter : public ZOR::Listener

@@ -138,20 +138,6 @@ TEST_F(DataCacheInMemoryTest, GetAnyItemFindsTheFirstThatIsThere)
     EXPECT_EQ(TextOf(mBuffer), "b");
 }
 
-TEST_F(DataCacheInMemoryTest, ATouchKeepsAnItemLonger)
-{
-    constexpr std::size_t kSize = 1 << 20;
-    for (const char* subKey : {"1", "2", "3"})
-        mCache->PutItem(mKey, N(subKey), BufferOf(std::string(kSize, 'x')));
-    RK::GetMediaManager()->FlushAsyncEvents();
-    mCache->TouchItem(mKey, N("1"));
-    RK::GetMediaManager()->FlushAsyncEvents();
-    RK::MM::Purge(2 * kSize, RK::kPurgeUrgency_Immediate);
-    EXPECT_TRUE(mCache->IsItemAvailable(mKey, N("1")));
-    EXPECT_FALSE(mCache->IsItemAvailable(mKey, N("2")));
-    EXPECT_FALSE(mCache->IsItemAvailable(mKey, N("3")));
-}
-
 TEST_F(DataCacheInMemoryTest, HasNoStation)
 {
     EXPECT_TRUE(mCache->GetStationID().IsNull());

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "DataCacheBase.h"
 #include "DataCacheSupport.h"
+#include "EmptyStore.h"
 #include "RiverKit/RKInitializer.h"
 #include "RiverKit/RKMediaManager.h"
 #include "Support/FakeClock.h"
@@ -50,21 +50,6 @@ TEST(DataCacheInMemoryStress, EveryHitIsTheWholeBufferOfItsItemWhileOthersPutAnd
     EXPECT_EQ(Listed(*cache, key).size(), static_cast<std::size_t>(kItems));
 }
 
-class SilentStore : public RK::DataCacheBase
-{
-public:
-    void GetAvailableItems(const CacheKey&, AvailableCachedItemList&) const override {}
-    bool IsItemAvailable(const CacheKey&, const CacheSubKey&) const override { return false; }
-    qelcore::Result GetItem(const CacheKey&, const CacheSubKey&, const GetItemCompletionFunction&,
-                            CacheBuffer&) const override
-    {
-        return RK::kDataCacheResultItemNotFound;
-    }
-    void PutItem(const CacheKey&, const CacheSubKey&, const CacheBuffer&) override {}
-    void TouchItem(const CacheKey&, const CacheSubKey&) const override {}
-    void RemoveItem(const CacheKey&, const CacheSubKey&) const override {}
-};
-
 class CountingListener : public ZOR::Listener
 {
 public:
@@ -85,7 +70,7 @@ TEST(DataCacheBaseStress, StoresReportAndGoOnAnotherThreadWhileTheMainThreadTell
         {
             for (int i = 0; i < kStores; ++i)
             {
-                auto store = std::make_unique<SilentStore>();
+                auto store = std::make_unique<EmptyStore>();
                 CountingListener listener;
                 ZOR::StationUtils::AddListener(store->GetStationID(), &listener);
                 store->QueueItemsRemovedNotification();

@@ -4,6 +4,7 @@ rk_add_tests(data_cache_tests LABELS data-caches SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryTest.cpp)
 rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheBaseTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryAgeTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheIndexTest.cpp)
 rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheStressTest.cpp)

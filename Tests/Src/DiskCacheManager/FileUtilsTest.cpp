@@ -7,8 +7,8 @@
 #include <boost/make_shared.hpp>
 
 #include "DiskCacheFixture.h"
+#include "Support/ContractWatch.h"
 #include "Support/TraceCapture.h"
-#include "qelcore/Contract.h"
 
 namespace
 {
@@ -267,14 +267,12 @@ TEST_F(DiskCacheFiles, OnlyAClaimedExtensionIsDeletedWhateverTheRecordSays)
 
 TEST_F(DiskCacheFiles, WithAnEmptyListNothingIsDeletedAndThatIsReported)
 {
-    std::vector<std::string> reported;
-    qelcore::debug::SetBreakObserver([&](const qelcore::debug::FailedCondition& inFailed)
-                                     { reported.push_back(inFailed.condition); });
+    const Testing::ContractWatch watch;
     mFiles.AddFile("/c/b.rkdc");
 
     EXPECT_FALSE(DeleteFile(Record(u"b.rkdc"), {}));
-    qelcore::debug::SetBreakObserver({});
-    EXPECT_THAT(reported, ElementsAre("!inFileExtensionsAllowedToDelete.empty()"));
+    ASSERT_EQ(watch.reported.size(), 1u);
+    EXPECT_EQ(watch.reported[0].condition, "!inFileExtensionsAllowedToDelete.empty()");
     EXPECT_TRUE(mFiles.Has("/c/b.rkdc"));
 }
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "DiskCacheFixture.h"
-#include "qelcore/Contract.h"
+#include "Support/ContractWatch.h"
 #include "qelcore/DebugDatabase.h"
 
 namespace
@@ -159,15 +159,13 @@ TEST_F(DiskCacheRegistry, AHandleThatTheManagerDoesNotKnowIsSilent)
 
 TEST_F(DiskCacheRegistry, AnEmptyListOfExtensionsIsReportedAndGoesOn)
 {
-    std::vector<std::string> reported;
-    qelcore::debug::SetBreakObserver([&](const qelcore::debug::FailedCondition& inFailed)
-                                     { reported.push_back(inFailed.condition); });
+    const Testing::ContractWatch watch;
     const ManagedDirectoryPtr handle =
         mManager.GetOrInitializeManagedDirectory(u"/c", {}, boost::none);
-    qelcore::debug::SetBreakObserver({});
 
     EXPECT_TRUE(handle);
-    EXPECT_THAT(reported, ElementsAre("!inFileExtensionsAllowedToDelete.empty()"));
+    ASSERT_EQ(watch.reported.size(), 1u);
+    EXPECT_EQ(watch.reported[0].condition, "!inFileExtensionsAllowedToDelete.empty()");
 }
 
 TEST_F(DiskCacheRegistry, AVolumeWithoutASizeIsNotMadeAndTheNextTryWorks)

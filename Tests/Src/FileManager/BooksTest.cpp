@@ -5,8 +5,7 @@
 #include <memory>
 #include <new>
 
-#include "qelcore/Contract.h"
-#include "qelcore/ErrorManager.h"
+#include "Support/ContractWatch.h"
 
 namespace
 {
@@ -14,7 +13,6 @@ namespace
 using namespace Testing;
 using RK::FileManager;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 class OpenFileBooks : public FileManagerTest
@@ -186,55 +184,20 @@ TEST_F(OpenFileBooks, ARegistrationThatAnotherThreadOvertakesLeavesNoCountBehind
 
 // The manager's life.
 
-class ContractWatch
-{
-public:
-    ContractWatch()
-    {
-        qelcore::debug::SetBreakObserver(
-            [this](const qelcore::debug::FailedCondition& inFailed)
-            {
-                condition = inFailed.condition;
-                path = inFailed.path;
-                signature = inFailed.signature;
-            });
-    }
-    ~ContractWatch() { qelcore::debug::SetBreakObserver({}); }
-
-    std::string condition, path, signature;
-};
-
-template <class Action>
-void ExpectContractViolation(const Action& inAction, const std::string& inCondition,
-                             const std::string& inFunction)
-{
-    const ContractWatch watch;
-    try
-    {
-        inAction();
-        ADD_FAILURE() << "no error was raised";
-    }
-    catch (const qelcore::config::Error& error)
-    {
-        EXPECT_EQ("$$$/qelcore/utility/Error/Contract/InputContractViolation=An input contract "
-                  "violation has occurred!",
-                  error.Key());
-    }
-    EXPECT_EQ(inCondition, watch.condition);
-    EXPECT_EQ("Src/FileManager/FileManager", watch.path);
-    EXPECT_THAT(watch.signature, HasSubstr("RK::FileManager::" + inFunction + "("));
-}
+constexpr char kSourcePath[] = "Src/FileManager/FileManager";
 
 TEST(FileManagerLife, StartAndStopInTheWrongOrderAndANullOwnerViolateTheirContracts)
 {
-    ExpectContractViolation(FileManager::Shutdown, "sFileManager != NULL", "Shutdown");
+    ExpectContractViolation(FileManager::Shutdown, "sFileManager != NULL", kSourcePath,
+                            "RK::FileManager::Shutdown(");
     FileManager::Startup();
-    ExpectContractViolation(FileManager::Startup, "sFileManager == NULL", "Startup");
+    ExpectContractViolation(FileManager::Startup, "sFileManager == NULL", kSourcePath,
+                            "RK::FileManager::Startup(");
     ExpectContractViolation([] { FileManager::RegisterOpenFile(nullptr, u"/a", 1, 1); },
-                            "inFileOwner", "RegisterOpenFile");
+                            "inFileOwner", kSourcePath, "RK::FileManager::RegisterOpenFile(");
     FileManager::Shutdown();
     ExpectContractViolation([] { FileManager::RegisterOpenFile(nullptr, u"/a", 1, 1); },
-                            "inFileOwner", "RegisterOpenFile");
+                            "inFileOwner", kSourcePath, "RK::FileManager::RegisterOpenFile(");
 }
 
 TEST(FileManagerLife, WhileStoppedEveryFunctionDoesNothing)

@@ -365,7 +365,8 @@ TEST_F(Events, AMapThatThrowsItsIdentityRegistersNothingAndLeavesTheRingWhole)
 
 TEST_F(Events, AnAddOfNoBytesIsAContractViolation)
 {
-    ExpectContractViolation([&] { Add(1, 0); }, "inSize > 0", "AddMedia");
+    ExpectContractViolation([&] { Add(1, 0); }, "inSize > 0", "Src/MediaManager/MediaManager",
+                            "AddMedia");
     Apply();
     EXPECT_EQ(0u, mManager->GetNumberOfEntries());
 }
@@ -373,7 +374,7 @@ TEST_F(Events, AnAddOfNoBytesIsAContractViolation)
 TEST_F(Events, AnAddWithoutAMapIsAContractViolation)
 {
     ExpectContractViolation([&] { mManager->AddMedia(1, 5, 0, 0, nullptr); },
-                            "inSourceMapRef != NULL", "AddMedia");
+                            "inSourceMapRef != NULL", "Src/MediaManager/MediaManager", "AddMedia");
 }
 
 TEST_F(Events, HoldTheMapUntilItsLastItemIsOffTheBooks)

@@ -23,7 +23,8 @@ protected:
 
 TEST_F(FlushTo, AboveAHundredPercentIsAContractViolation)
 {
-    ExpectContractViolation([&] { mManager->FlushTo(101); }, "inPercentage <= 100", "FlushTo");
+    ExpectContractViolation([&] { mManager->FlushTo(101); }, "inPercentage <= 100",
+                            "Src/MediaManager/MediaManager", "FlushTo");
 }
 
 TEST_F(FlushTo, AHundredPercentKeepsWhatIsWithinTheBudget)

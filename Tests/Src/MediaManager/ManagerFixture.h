@@ -13,6 +13,7 @@
 
 #include "MediaManager/MediaManager.h"
 #include "Src/MediaManager/MemoryPressure.h"
+#include "Support/ContractWatch.h"
 #include "Support/FakeClock.h"
 #include "Support/FakeMachineFigures.h"
 #include "Support/FakeMemberships.h"
@@ -292,50 +293,5 @@ private:
     bool HasDelayedPurge() { return Background().GetPendingCount() > 1; }
     std::uint64_t mNanoseconds = 0; // since the manager's start
 };
-
-/// What was reported through the contract dialog while it lives.
-class ContractWatch
-{
-public:
-    ContractWatch()
-    {
-        qelcore::debug::SetBreakObserver(
-            [this](const qelcore::debug::FailedCondition& inFailed)
-            {
-                condition = inFailed.condition;
-                path = inFailed.path;
-                signature = inFailed.signature;
-                ++count;
-            });
-    }
-    ~ContractWatch() { qelcore::debug::SetBreakObserver({}); }
-
-    int count = 0;
-    std::string condition;
-    std::string path;
-    std::string signature;
-};
-
-template <class Action>
-void ExpectContractViolation(const Action& inAction, const std::string& inCondition,
-                             const std::string& inSignature)
-{
-    const ContractWatch watch;
-    try
-    {
-        inAction();
-        ADD_FAILURE() << "no error was raised";
-    }
-    catch (const qelcore::config::Error& error)
-    {
-        EXPECT_EQ("$$$/qelcore/utility/Error/Contract/InputContractViolation=An input contract "
-                  "violation has occurred!",
-                  error.Key());
-    }
-    EXPECT_EQ(1, watch.count);
-    EXPECT_EQ(inCondition, watch.condition);
-    EXPECT_EQ("Src/MediaManager/MediaManager", watch.path);
-    EXPECT_THAT(watch.signature, ::testing::HasSubstr(inSignature));
-}
 
 } // namespace Testing
