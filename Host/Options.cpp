@@ -197,6 +197,11 @@ void ParseOption(Arguments& ioArguments, const std::string& inArgument, Options&
     row->mSet(given, ioOptions);
 }
 
+[[noreturn]] void RefuseSecondPath(const std::string& inWord, const std::string& inPath)
+{
+    Refuse(inWord + " takes one path, and '" + inPath + "' is a second one");
+}
+
 void ParsePlayed(Arguments& ioArguments, Options& ioOptions)
 {
     const std::string word = NameOf(ioOptions.mWord);
@@ -209,7 +214,7 @@ void ParsePlayed(Arguments& ioArguments, Options& ioOptions)
         else if (!onlyPaths && argument.size() > 1 && argument[0] == '-')
             ParseOption(ioArguments, argument, ioOptions);
         else if (found)
-            Refuse(word + " takes one path, and '" + argument + "' is a second one");
+            RefuseSecondPath(word, argument);
         else
         {
             ioOptions.mPath = argument;
