@@ -8,7 +8,7 @@ if(TARGET rkhost)
             ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp
             ${here}/SummaryTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
-    SOURCES ${here}/RkhostTest.cpp ${here}/DemoScriptTest.cpp)
+    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
     target_include_directories(${tests} PRIVATE ${PROJECT_SOURCE_DIR}/Host)
