@@ -15,31 +15,10 @@
 #include <vector>
 
 #include "Platform/FileSystem.h"
+#include "Support/FileOperation.h"
 
 namespace Testing
 {
-
-enum class FileOperation
-{
-    kOpen,
-    kRead,
-    kWrite,
-    kClose,
-    kStat,
-    kStatOpen,
-    kVolumeOf,
-    kList,
-    kNext,
-    kOpenFolder,
-    kMakeDirectory,
-    kRemoveDirectory,
-    kRemoveFile,
-    kRename,
-    kRenameNoReplace,
-    kLink,
-    kTouch,
-    kBlockSize,
-};
 
 // A file system in memory that begins with "/" and "/tmp". It writes down what changed it, and fails on
 // request. Paths are absolute. Any thread.

@@ -1,4 +1,5 @@
 rk_add_tests(rk_platform_files_tests INTERNAL LABELS foundation SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/FaultyFileSystemTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileSystemTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MachineFiguresTest.cpp

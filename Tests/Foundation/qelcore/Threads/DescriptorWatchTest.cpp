@@ -14,8 +14,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "Gate.h"
 #include "Support/Descriptors.h"
+#include "Support/Gate.h"
 #include "Support/TraceCapture.h"
 #include "qelcore/MainThread.h"
 

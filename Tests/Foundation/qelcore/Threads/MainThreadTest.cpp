@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Gate.h"
 #include "Support/Descriptors.h"
 #include "Support/FakeClock.h"
+#include "Support/Gate.h"
 
 namespace
 {

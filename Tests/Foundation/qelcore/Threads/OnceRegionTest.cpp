@@ -1,4 +1,5 @@
 #include "qelcore/OnceRegion.h"
+#include "Support/Gate.h"
 
 #include <atomic>
 #include <stdexcept>
@@ -6,8 +7,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-
-#include "Gate.h"
 
 namespace
 {

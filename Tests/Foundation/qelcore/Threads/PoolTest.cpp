@@ -11,8 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Gate.h"
 #include "Support/FakeClock.h"
+#include "Support/Gate.h"
 #include "qelcore/Trace.h"
 
 namespace

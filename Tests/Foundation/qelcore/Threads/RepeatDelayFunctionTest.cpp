@@ -7,8 +7,8 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "Gate.h"
 #include "Support/FakeClock.h"
+#include "Support/Gate.h"
 #include "Support/ManualExecutor.h"
 
 namespace

@@ -10,8 +10,8 @@
 #include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
 
-#include "Gate.h"
 #include "Support/FakeClock.h"
+#include "Support/Gate.h"
 #include "Support/ManualExecutor.h"
 
 namespace
