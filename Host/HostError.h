@@ -30,4 +30,9 @@ private:
     ExitCode mCode;
 };
 
+/// Thrown out of a command after SIGINT or SIGTERM, once nothing is under way any more.
+struct Interrupted
+{
+};
+
 } // namespace RKHost

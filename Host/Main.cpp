@@ -9,6 +9,7 @@
 #include <RiverKit/RKInitializer.h>
 
 #include "BalanceCommand.h"
+#include "CacheCommand.h"
 #include "ConsoleCommand.h"
 #include "EventLoop.h"
 #include "FilePool.h"
@@ -45,6 +46,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunMonitor(inOptions, loop);
     case Word::kBalance:
         return RunBalance(inOptions, loop);
+    case Word::kCache:
+        return RunCache(inOptions.mLines, loop);
     default:
         return RunInfo();
     }

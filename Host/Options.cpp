@@ -1,70 +1,12 @@
 #include "Options.h"
 
-#include <algorithm>
-#include <charconv>
-#include <limits>
-#include <string_view>
-
-#include "HostError.h"
+#include "CommandLine.h"
 
 namespace RKHost
 {
 
 namespace
 {
-
-[[noreturn]] void Refuse(const std::string& inText)
-{
-    throw HostError(kExit_Usage, inText + " (rkhost --help tells what there is)");
-}
-
-// What an option was given, and how it is called when it makes no sense.
-struct Given
-{
-    std::string mName;
-    std::string mValue;
-
-    int Count(int inLeast) const
-    {
-        int value = 0;
-        if (!Read(value) || value < inLeast)
-            Refuse(mName + " takes a whole number from " + std::to_string(inLeast) + " up, not '" +
-                   mValue + "'");
-        return value;
-    }
-
-    double Amount(double inMost) const
-    {
-        double value = 0;
-        if (!Read(value) || !(value > 0 && value <= inMost))
-            Refuse(mName + " takes a number above 0, not '" + mValue + "'");
-        return value;
-    }
-
-    std::uint64_t Bytes() const
-    {
-        std::uint64_t value = 0;
-        if (!ParseByteCount(mValue, value))
-            Refuse(mName + " takes a number of bytes such as 512M or 2G, not '" + mValue + "'");
-        return value;
-    }
-
-    std::string Text(const char* inWhat) const
-    {
-        if (mValue.empty())
-            Refuse(mName + " wants " + inWhat);
-        return mValue;
-    }
-
-private:
-    template <class T>
-    bool Read(T& outValue) const
-    {
-        const char* end = mValue.data() + mValue.size();
-        const auto [stop, error] = std::from_chars(mValue.data(), end, outValue);
-        return error == std::errc() && stop == end;
-    }
-};
 
 constexpr double kMostSeconds = 1e7; // some months; far below what a poll's milliseconds can hold
 constexpr double kMostRate = 1e6;
@@ -77,7 +19,7 @@ constexpr unsigned BitOf(Word inWord)
 constexpr unsigned kPlays = BitOf(Word::kPlay) | BitOf(Word::kMonitor);
 constexpr unsigned kAll = kPlays | BitOf(Word::kBalance);
 
-struct OptionRow
+struct PlayOption
 {
     const char* mName;
     unsigned mWords;
@@ -85,7 +27,7 @@ struct OptionRow
     void (*mSet)(const Given& inGiven, Options& ioOptions);
 };
 
-constexpr OptionRow kOptionRows[] = {
+constexpr PlayOption kPlayOptions[] = {
     {"--still", kAll, false, [](const Given&, Options& o) { o.mStill = true; }},
     {"--limit", kAll, true, [](const Given& g, Options& o) { o.mLimit = g.Count(1); }},
     {"--rate", kAll, true,
@@ -135,29 +77,9 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},       {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
-    {"console", Word::kConsole}, {"info", Word::kInfo},       {"--version", Word::kVersion},
-};
-
-class Arguments
-{
-public:
-    explicit Arguments(const std::vector<std::string>& inArguments)
-        : mArguments(inArguments)
-    {
-    }
-
-    bool Next(std::string& outArgument)
-    {
-        if (mAt == mArguments.size())
-            return false;
-        outArgument = mArguments[mAt++];
-        return true;
-    }
-
-private:
-    const std::vector<std::string>& mArguments;
-    std::size_t mAt = 0;
+    {"play", Word::kPlay},         {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
+    {"console", Word::kConsole},   {"cache", Word::kCache},     {"info", Word::kInfo},
+    {"--version", Word::kVersion},
 };
 
 Word WordOf(const std::string& inName)
@@ -165,7 +87,7 @@ Word WordOf(const std::string& inName)
     for (const WordRow& row : kWordRows)
         if (inName == row.mName)
             return row.mWord;
-    Refuse("unknown command '" + inName + "'");
+    Refuse("rkhost", "unknown command '" + inName + "'");
 }
 
 const char* NameOf(Word inWord)
@@ -176,56 +98,29 @@ const char* NameOf(Word inWord)
     return "rkhost";
 }
 
-// An option's value stands behind "=" or is the next argument.
-void ParseOption(Arguments& ioArguments, const std::string& inArgument, Options& ioOptions)
+std::vector<OptionRow> OptionsOf(Options& ioOptions)
 {
-    const std::size_t equals = inArgument.find('=');
-    Given given{inArgument.substr(0, equals), std::string()};
-    const auto* row =
-        std::find_if(std::begin(kOptionRows), std::end(kOptionRows),
-                     [&](const OptionRow& inRow) { return given.mName == inRow.mName; });
-    if (row == std::end(kOptionRows))
-        Refuse("unknown option " + given.mName);
-    if ((row->mWords & BitOf(ioOptions.mWord)) == 0)
-        Refuse(std::string(NameOf(ioOptions.mWord)) + " has no option " + given.mName);
-    if (equals != std::string::npos)
-        given.mValue = inArgument.substr(equals + 1);
-    else if (row->mHasValue && !ioArguments.Next(given.mValue))
-        Refuse(given.mName + " wants a value");
-    if (!row->mHasValue && equals != std::string::npos)
-        Refuse(given.mName + " takes no value");
-    row->mSet(given, ioOptions);
+    std::vector<OptionRow> rows;
+    for (const PlayOption& option : kPlayOptions)
+        if ((option.mWords & BitOf(ioOptions.mWord)) != 0)
+            rows.push_back({option.mName, option.mHasValue,
+                            [&option, &ioOptions](const Given& g) { option.mSet(g, ioOptions); }});
+    return rows;
 }
 
-[[noreturn]] void RefuseSecondPath(const std::string& inWord, const std::string& inPath)
-{
-    Refuse(inWord + " takes one path, and '" + inPath + "' is a second one");
-}
-
-void ParsePlayed(Arguments& ioArguments, Options& ioOptions)
+void ParsePlayed(const std::vector<std::string>& inArguments, Options& ioOptions)
 {
     const std::string word = NameOf(ioOptions.mWord);
-    bool onlyPaths = false;
-    bool found = false;
-    for (std::string argument; ioArguments.Next(argument);)
-    {
-        if (!onlyPaths && argument == "--")
-            onlyPaths = true;
-        else if (!onlyPaths && argument.size() > 1 && argument[0] == '-')
-            ParseOption(ioArguments, argument, ioOptions);
-        else if (found)
-            RefuseSecondPath(word, argument);
-        else
-        {
-            ioOptions.mPath = argument;
-            found = true;
-        }
-    }
-    if (ioOptions.mProcess != 0 && found)
-        Refuse("--pid looks at another process, which has '" + ioOptions.mPath +
-               "' or something else to play");
+    const auto paths = ParseArguments("rkhost", word, OptionsOf(ioOptions), inArguments);
+    if (paths.size() > 1)
+        Refuse("rkhost", word + " takes one path, and '" + paths[1] + "' is a second one");
+    if (!paths.empty())
+        ioOptions.mPath = paths[0];
+    if (ioOptions.mProcess != 0 && !paths.empty())
+        Refuse("rkhost", "--pid looks at another process, which has '" + ioOptions.mPath +
+                             "' or something else to play");
     if (ioOptions.mProcess == 0 && ioOptions.mPath.empty())
-        Refuse(word + " wants the path of one file of a sequence");
+        Refuse("rkhost", word + " wants the path of one file of a sequence");
 }
 
 // A monitor without any of these would play as fast as it can, for as long as it is looked at.
@@ -239,61 +134,24 @@ void SetDefaults(Options& ioOptions)
         ioOptions.mFramesPerSecond = kFramesPerSecond;
 }
 
-bool AsksForHelp(const std::vector<std::string>& inArguments)
-{
-    for (const std::string& argument : inArguments)
-    {
-        if (argument == "--")
-            return false;
-        if (argument == "--help" || argument == "-h")
-            return true;
-    }
-    return false;
-}
-
 } // namespace
-
-bool ParseByteCount(const std::string& inText, std::uint64_t& outBytes)
-{
-    static constexpr std::string_view kUnits = "KMGT";
-    std::uint64_t value = 0;
-    const char* end = inText.data() + inText.size();
-    const auto [stop, error] = std::from_chars(inText.data(), end, value);
-    std::string_view unit(stop, static_cast<std::size_t>(end - stop));
-    unsigned shift = 0;
-    if (!unit.empty())
-    {
-        const std::size_t power = kUnits.find(unit[0]);
-        if (power == std::string_view::npos)
-            return false;
-        shift = 10 * (static_cast<unsigned>(power) + 1);
-        unit.remove_prefix(1);
-    }
-    const std::uint64_t most = std::numeric_limits<std::int64_t>::max() >> shift;
-    if (error != std::errc() || value == 0 || value > most ||
-        !(unit.empty() || unit == "B" || unit == "iB"))
-        return false;
-    outBytes = value << shift;
-    return true;
-}
 
 Options ParseOptions(const std::vector<std::string>& inArguments)
 {
-    if (AsksForHelp(inArguments))
-        return Options{};
     Options options;
-    Arguments arguments(inArguments);
-    std::string word;
-    if (!arguments.Next(word))
-        Refuse("what is to be done?");
+    const std::string word = inArguments.empty() ? std::string() : inArguments[0];
+    if (word != "cache" && AsksForHelp(inArguments))
+        return options;
+    if (inArguments.empty())
+        Refuse("rkhost", "what is to be done?");
     options.mWord = WordOf(word);
+    const std::vector<std::string> rest(inArguments.begin() + 1, inArguments.end());
     if ((BitOf(options.mWord) & kAll) != 0)
-        ParsePlayed(arguments, options);
-    std::string rest;
-    while (options.mWord == Word::kConsole && arguments.Next(rest))
-        options.mLines.push_back(rest);
-    if (arguments.Next(rest))
-        Refuse(word + " takes no arguments");
+        ParsePlayed(rest, options);
+    else if (options.mWord == Word::kConsole || options.mWord == Word::kCache)
+        options.mLines = rest;
+    else if (!rest.empty())
+        Refuse("rkhost", word + " takes no arguments");
     SetDefaults(options);
     return options;
 }
@@ -307,6 +165,7 @@ const char* HelpText()
   rkhost monitor --pid PID          shows what the cache of another rkhost does
   rkhost balance [OPTION...] PATH   starts players that share the machine, and shows who gets what
   rkhost console [LINE...]          runs console commands; without arguments from standard input
+  rkhost cache VERB ...             works with cache folders; "rkhost cache --help" tells how
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 

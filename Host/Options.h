@@ -13,6 +13,7 @@ enum class Word
     kMonitor,
     kBalance,
     kConsole,
+    kCache,
     kInfo,
     kHelp,
     kVersion,
@@ -51,17 +52,13 @@ struct Options
     // balance
     int mPlayers = 2;
 
-    // console
+    // console: a line each; cache: the verb and what is meant for it
     std::vector<std::string> mLines;
 };
 
 /// @param inArguments  without the program's name.
 /// @throw HostError with kExit_Usage
 Options ParseOptions(const std::vector<std::string>& inArguments);
-
-/// Reads "1073741824", "1G", "1GiB" or "1GB", which are all the same: units are of 1024.
-/// @return false if it is nothing of the kind, 0, or beyond 2^63 - 1; outBytes is then untouched.
-bool ParseByteCount(const std::string& inText, std::uint64_t& outBytes);
 
 /// What "rkhost --help" prints.
 const char* HelpText();

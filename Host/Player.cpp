@@ -4,6 +4,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include "HostError.h"
 #include "Stopwatch.h"
 #include "qelcore/AsyncExecutor.h"
 #include "qelcore/MainThread.h"

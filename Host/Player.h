@@ -27,11 +27,6 @@ public:
     virtual void OnFailure(int inFrame, const std::string& inError) = 0;
 };
 
-/// Thrown out of Player::Play after SIGINT or SIGTERM, once nothing is under way any more.
-struct Interrupted
-{
-};
-
 // Plays frames as an application would: in order, with some frames asked for ahead of the one that is
 // shown, as long as those take no more than a quarter of the cache's budget. Each frame is looked for
 // in the cache, and a miss goes through the decode queue.

@@ -72,6 +72,13 @@ TEST(Options, EachArgumentOfTheConsoleIsALine)
     EXPECT_EQ((Arguments{"help", "RK.PurgeMediaManager 5"}), options.mLines);
 }
 
+TEST(Options, WhatFollowsCacheIsLeftToItsVerb)
+{
+    const Options options = ParseOptions({"cache", "manage", "--help"});
+    EXPECT_EQ(Word::kCache, options.mWord);
+    EXPECT_EQ((Arguments{"manage", "--help"}), options.mLines);
+}
+
 TEST(Options, WhatMakesNoSenseIsRefusedByName)
 {
     EXPECT_NE("", RefusalOf({}));
@@ -91,24 +98,6 @@ TEST(Options, ALimitIsAWholeNumberAboveNothing)
     for (const char* wrong : {"0", "-1", "", "x", "3x", " 3", "99999999999"})
         EXPECT_NE(std::string::npos, RefusalOf({"play", "--limit", wrong, "a.png"}).find("--limit"))
             << wrong;
-}
-
-TEST(Options, ByteCountsHaveUnitsOf1024)
-{
-    const auto bytes = [](const std::string& inText)
-    {
-        std::uint64_t count = 0;
-        return RKHost::ParseByteCount(inText, count) ? count : 0;
-    };
-    EXPECT_EQ(1234u, bytes("1234"));
-    EXPECT_EQ(std::uint64_t{3} << 10, bytes("3K"));
-    EXPECT_EQ(std::uint64_t{512} << 20, bytes("512MiB"));
-    EXPECT_EQ(std::uint64_t{2} << 30, bytes("2GB"));
-    EXPECT_EQ(std::uint64_t{1} << 40, bytes("1T"));
-    EXPECT_EQ(INT64_MAX, static_cast<std::int64_t>(bytes("9223372036854775807")));
-    for (const char* wrong : {"", "0", "-1", "1.5G", "G", "1X", "1 G", "1Gi", "1GBB", "1g",
-                              "9223372036854775808", "8388608T", "99999999999999999999"})
-        EXPECT_EQ(0u, bytes(wrong)) << wrong;
 }
 
 TEST(Options, MemoryIsAskedForByPlayAndMonitor)

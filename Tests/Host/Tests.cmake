@@ -3,12 +3,14 @@ if(TARGET rkhost)
   rk_add_tests(ImageImporterTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/ImageImporterTest.cpp)
   rk_add_tests(HostPartsTests LABELS host LIBRARIES rkhost_parts ${CMAKE_DL_LIBS}
-    SOURCES ${here}/ChecksumTest.cpp ${here}/EventLoopTest.cpp ${here}/FilePoolTest.cpp
+    SOURCES ${here}/CacheManageOptionsTest.cpp ${here}/ChecksumTest.cpp ${here}/CommandLineTest.cpp
+            ${here}/EventLoopTest.cpp ${here}/FilePoolTest.cpp
             ${here}/FrameRequestTest.cpp ${here}/MonitorChannelTest.cpp ${here}/OptionsTest.cpp
             ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp
             ${here}/SummaryTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
-    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/DemoScriptTest.cpp)
+    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostCacheManageTest.cpp
+            ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
     target_include_directories(${tests} PRIVATE ${PROJECT_SOURCE_DIR}/Host)
