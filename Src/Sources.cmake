@@ -23,6 +23,7 @@ target_sources(RiverKit PRIVATE
   Src/LoadOrder.cpp
   Src/BinaryDataEncoding.cpp
   Src/DataCacheBase.cpp
+  Src/DataCacheChain.cpp
   Src/DataCacheInMemory.cpp
   Src/DecodeQueue.cpp
   Src/StillSequence.cpp

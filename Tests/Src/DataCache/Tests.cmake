@@ -1,5 +1,7 @@
 rk_add_tests(data_cache_tests LABELS data-caches SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/BinaryDataTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DataCacheChainLinksTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DataCacheChainTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheContractTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryTest.cpp)
 rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
@@ -8,3 +10,5 @@ rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheIndexTest.cpp)
 rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheStressTest.cpp)
+rk_add_tests(data_cache_chain_stress_tests LABELS data-caches stress SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/DataCacheChainStressTest.cpp)
