@@ -156,6 +156,11 @@ public:
         return Do(FileOperation::kWrite, {PathOf(inFile)}, [&](std::size_t inMax)
                   { return mBehind.Write(inFile, inBytes, std::min(inSize, inMax), outPut); });
     }
+    int SyncBytes(Platform::FileHandle inFile) override
+    {
+        return Do(FileOperation::kSyncBytes, {PathOf(inFile)},
+                  [&](std::size_t) { return mBehind.SyncBytes(inFile); });
+    }
     /// The handle is gone, also where it is made to fail.
     int Close(Platform::FileHandle inFile) override
     {

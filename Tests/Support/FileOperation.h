@@ -9,6 +9,7 @@ enum class FileOperation
     kOpen,
     kRead, // at the position or at an offset
     kWrite,
+    kSyncBytes,
     kClose,
     kStat, // by a path, or of an entry of an open folder
     kStatOpen,

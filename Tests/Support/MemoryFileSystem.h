@@ -229,6 +229,11 @@ public:
         file.position += outPut;
         return 0;
     }
+    int SyncBytes(Platform::FileHandle inFile) override
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return Failure(FileOperation::kSyncBytes, mOpen.at(inFile).path);
+    }
     int Close(Platform::FileHandle inFile) override
     {
         const std::lock_guard<std::mutex> lock(mMutex);

@@ -14,6 +14,7 @@ public:
                std::size_t& outGot) override;
     int Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
               std::size_t& outPut) override;
+    int SyncBytes(FileHandle inFile) override;
     int Close(FileHandle inFile) override;
     int Stat(const std::string& inPath, LinkPolicy inPolicy, FileStatus& outStatus) override;
     int StatOpen(FileHandle inFile, FileStatus& outStatus) override;

@@ -88,6 +88,27 @@ TEST_F(FileSystemTest, WhatWasWrittenIsReadBack)
     EXPECT_EQ(EBADF, mFiles.Close(file));
 }
 
+TEST_F(FileSystemTest, SyncingTakesAFileOfAnyVolumeAndRefusesWhatHasNoBytes)
+{
+    FileHandle file = kNoFile;
+    std::size_t put = 0;
+    for (const std::string& path : {mFolder.Path("f"), std::string("/dev/shm/rk-test-sync")})
+    {
+        ASSERT_EQ(0, mFiles.Open(path, kToMake, file)) << path;
+        EXPECT_EQ(0, mFiles.SyncBytes(file)) << path; // an empty one
+        EXPECT_EQ(0, mFiles.Write(file, "bytes", 5, put));
+        EXPECT_EQ(0, mFiles.SyncBytes(file)) << path;
+        mFiles.Close(file);
+        EXPECT_EQ(0, mFiles.RemoveFile(path));
+    }
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    EXPECT_EQ(EINVAL, mFiles.SyncBytes(ends[1]));
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(EBADF, mFiles.SyncBytes(ends[1]));
+}
+
 TEST_F(FileSystemTest, ReadingAtAnOffsetLeavesThePosition)
 {
     mFolder.Write("f", "0123456789");

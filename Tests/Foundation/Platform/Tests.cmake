@@ -14,3 +14,5 @@ rk_add_tests(rk_platform_real_tests INTERNAL LABELS foundation real SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/MountedVolumesTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RealMemoryPressureTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SharedSegmentTest.cpp)
+rk_add_tests(rk_platform_machine_crash_tests INTERNAL LABELS foundation real LIBRARIES rk_faulty_mount_support SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/MachineCrashTest.cpp)

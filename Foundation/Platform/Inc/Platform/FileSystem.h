@@ -123,6 +123,10 @@ public:
     /// @param outPut  how much one transfer took: perhaps less than asked.
     virtual int Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
                       std::size_t& outPut) = 0;
+    /// Waits until what was written has reached the device, so that a name which the file is given after
+    /// that (Rename) never stands for less of it when the machine has crashed. The name itself, and the
+    /// file's times, are not waited for.
+    virtual int SyncBytes(FileHandle inFile) = 0;
     /// The handle is gone whatever the answer is. An error may mean that written data was lost; EINTR
     /// is such an error too, and is not repeated.
     virtual int Close(FileHandle inFile) = 0;

@@ -108,6 +108,11 @@ public:
     /// @param outPut  how much was written, also before a failure.
     qelcore::Result Write(const void* inBytes, std::size_t inSize, std::size_t& outPut);
 
+    /// Waits until what was written has reached the device. Whoever moves the file to its name after that
+    /// finds it whole under that name or not at all, should the machine crash; the name may be lost.
+    /// @return kFileResult_DeviceFailure, kFileResult_NoSpace ... for what was taken and could not be kept.
+    qelcore::Result SyncBytes();
+
     /// Closes the file, whatever the answer is. A failure means that what was written may be lost.
     qelcore::Result Close();
 

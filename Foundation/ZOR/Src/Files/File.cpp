@@ -184,6 +184,11 @@ Result File::Write(const void* inBytes, std::size_t inSize, std::size_t& outPut)
     return qelcore::kResult_OK;
 }
 
+Result File::SyncBytes()
+{
+    return IsOpen() ? ResultOfError(Platform::FileSystem().SyncBytes(mFile)) : kFileResult_NotOpen;
+}
+
 Result File::Close()
 {
     if (!IsOpen())

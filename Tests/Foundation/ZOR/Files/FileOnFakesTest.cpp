@@ -67,6 +67,19 @@ TEST_F(ZORFileOnFakes, AWriteThatTakesNothingEndsInFailure)
     EXPECT_EQ(0u, mCount);
 }
 
+TEST_F(ZORFileOnFakes, BytesThatCannotBeKeptAreReportedBySyncing)
+{
+    mFiles.AddFile("/d/f", "0123456789");
+    ASSERT_EQ(kResult_OK, Open(kFileAccess_Write, kFileCreate_OpenExisting));
+    EXPECT_EQ(kResult_OK, mFile.SyncBytes());
+
+    mFiles.Fail(FileOperation::kSyncBytes, "/d/f", EIO);
+    EXPECT_EQ(kFileResult_DeviceFailure, mFile.SyncBytes());
+    mFiles.Fail(FileOperation::kSyncBytes, "/d/f", ENOSPC);
+    EXPECT_EQ(kFileResult_NoSpace, mFile.SyncBytes());
+    EXPECT_EQ(kResult_OK, mFile.Close());
+}
+
 TEST_F(ZORFileOnFakes, FailuresOfTheDiskAreReported)
 {
     mFiles.AddFile("/d/f", "0123456789");
