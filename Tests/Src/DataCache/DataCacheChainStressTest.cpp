@@ -121,8 +121,10 @@ struct Worker
     void Get(const std::string& inName)
     {
         DataCache::CacheBuffer buffer;
-        const auto completion = [this](qelcore::Result inResult, const Name&, const Name& inSubKey,
-                                       const DataCache::CacheBuffer& inRead)
+        // Runs after the worker may have gone.
+        const auto completion = [&delivered = delivered, &wrong = wrong](
+                                    qelcore::Result inResult, const Name&, const Name& inSubKey,
+                                    const DataCache::CacheBuffer& inRead)
         {
             ++delivered;
             wrong += qelcore::Failed(inResult) || N(TextOf(inRead)) != inSubKey;
@@ -161,10 +163,14 @@ TEST(DataCacheChainStress, NoDeliveryIsLostOrWrongWhileEightThreadsWorkAndLinksA
                 for (int i = 0; !done; ++i)
                 {
                     chain.ReplaceChainLinks(boost::make_shared<MapStore>(), nullptr);
-                    const auto second = boost::make_shared<MapStore>(delivery);
-                    chain.ReplaceChainLinks(nullptr, second);
-                    if (i < 10)
-                        replaced.push_back(second);
+                    // Less often, so that there is something to be read from it.
+                    if (i % 8 == 7)
+                    {
+                        const auto second = boost::make_shared<MapStore>(delivery);
+                        chain.ReplaceChainLinks(nullptr, second);
+                        if (replaced.size() < 10)
+                            replaced.push_back(second);
+                    }
                     std::this_thread::yield();
                 }
                 chain.ReplaceChainLinks(nullptr, boost::make_shared<MapStore>(delivery));
