@@ -8,6 +8,7 @@
 #include <boost/enable_shared_from_this.hpp>
 #include <boost/shared_ptr.hpp>
 
+#include "DecodeQueueCounting.h"
 #include "RKDecodeQueue.h"
 #include "qelcore/AsyncExecutor.h"
 #include "qelcore/QueueOnlyOnce.h"
@@ -44,6 +45,14 @@ public:
     int TryToCancelAllRequests() override;
     int FlushAllRequests() override;
 
+    DecodeQueueCounters Counters() const;
+    struct Limits
+    {
+        std::int32_t mCPU;
+        std::int32_t mIO;
+    };
+    Limits GetLimits() const { return {mMaxCPUCost, mMaxIOCost}; }
+
 protected:
     using Lock = qelcore::threads::RecursiveMutex::ScopedLock;
     using RequestDeque = std::deque<DecodeRequestPtr, qelcore::STLAllocator<DecodeRequestPtr>>;
@@ -78,6 +87,9 @@ protected:
     void PopIfAllowed(DecodeRequestPtr& outRequest, RequestDeque& ioPending, RequestSet& ioActive,
                       std::int32_t& ioCurrent, std::int32_t inLimit, bool inIsIO);
 
+    /// Of requests that leave a place by a cancel.
+    void CountCancelled(DecodePlace inPlace, std::size_t inCount = 1) RK_REQUIRES(mMutex);
+
     bool CanTakeMoreIO() const RK_REQUIRES(mMutex);
     bool CanTakeMoreCPU() const RK_REQUIRES(mMutex);
     void PushPending(RequestDeque& ioPending, const DecodeRequestPtr& inRequest)
@@ -85,7 +97,7 @@ protected:
     bool ErasePending(RequestDeque& ioPending, const DecodeRequestPtr& inRequest)
         RK_REQUIRES(mMutex);
 
-    qelcore::threads::RecursiveMutex mMutex;
+    mutable qelcore::threads::RecursiveMutex mMutex;
     const qelcore::threads::AsyncExecutorPtr mExecutor; // runs the CPU stage
     const bool mUsePriority;                            // the two pending deques are heaps
     const std::int32_t mMaxCPUCost;
@@ -99,6 +111,8 @@ protected:
     RequestSet mActiveCPU RK_GUARDED_BY(mMutex);
     boost::shared_ptr<qelcore::threads::QueueOnlyOnce> mProcessIO; // as of Init
     boost::shared_ptr<qelcore::threads::QueueOnlyOnce> mProcessCPU;
+    DecodeQueueCounting mCounting RK_GUARDED_BY(mMutex);
+    std::uint64_t mMonitorNumber = 0; // as of Init
 };
 
 } // namespace RK

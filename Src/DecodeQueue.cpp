@@ -8,6 +8,7 @@
 #include <boost/weak_ptr.hpp>
 
 #include "DecodeQueueImpl.h"
+#include "DecodeQueueMonitor.h"
 
 namespace RK
 {
@@ -93,6 +94,7 @@ DecodeQueueImpl::DecodeQueueImpl(const AsyncExecutorPtr& inExecutor, std::int32_
 
 DecodeQueueImpl::~DecodeQueueImpl()
 {
+    DecodeQueueMonitor::Remove(mMonitorNumber);
     DecodeQueueImpl::TryToCancelAllRequests();
 }
 
@@ -104,6 +106,13 @@ void DecodeQueueImpl::Init()
     mProcessCPU = QueueOnlyOnce::Create(
         MakeWeakCall<DecodeQueueImpl>(shared_from_this(), &DecodeQueueImpl::ProcessPendingCPU),
         mExecutor, 0, 0);
+    mMonitorNumber = DecodeQueueMonitor::Add(shared_from_this());
+}
+
+DecodeQueueCounters DecodeQueueImpl::Counters() const
+{
+    const Lock lock(mMutex, "DecodeQueueImpl::Counters");
+    return mCounting.Snapshot();
 }
 
 int DecodeQueueImpl::QueueRequest(const DecodeRequestPtr& inRequest)
@@ -121,6 +130,8 @@ int DecodeQueueImpl::QueueRequest(const DecodeRequestPtr& inRequest)
 void DecodeQueueImpl::PushRequest(const Lock&, const DecodeRequestPtr& inRequest, bool& outQueueIO)
 {
     PushPending(mPendingIO, inRequest);
+    mCounting.Queued();
+    mCounting.Enter(DecodePlace::kPendingIO);
     outQueueIO = CanTakeMoreIO();
 }
 
@@ -199,6 +210,10 @@ void DecodeQueueImpl::PopIfAllowed(DecodeRequestPtr& outRequest, RequestDeque& i
             ioPending.pop_front();
         }
         ioCurrent += cost;
+        if (inIsIO)
+            mCounting.Move(DecodePlace::kPendingIO, DecodePlace::kActiveIO);
+        else
+            mCounting.Move(DecodePlace::kPendingCPU, DecodePlace::kActiveCPU);
         canTakeMore = inIsIO ? CanTakeMoreIO() : CanTakeMoreCPU();
         outRequest = front;
     }
@@ -218,7 +233,10 @@ int DecodeQueueImpl::InitiateIO(const DecodeRequestPtr& inRequest)
             // A request that was cancelled meanwhile goes on all the same: having no I/O that could
             // end, it would otherwise never retire.
             const Lock lock(mMutex, "DecodeQueueImpl::ProcessPendingIO1");
-            mActiveIO.erase(inRequest);
+            if (mActiveIO.erase(inRequest) != 0)
+                mCounting.Move(DecodePlace::kActiveIO, DecodePlace::kPendingCPU);
+            else
+                mCounting.Enter(DecodePlace::kPendingCPU);
             PushPending(mPendingCPU, inRequest);
             queueCPU = CanTakeMoreCPU();
         }
@@ -245,8 +263,13 @@ void DecodeQueueImpl::IOCompleted(const DecodeRequestPtr& inRequest, int inStatu
         goesOn = status >= 0;
         if (goesOn)
         {
+            mCounting.Move(DecodePlace::kActiveIO, DecodePlace::kPendingCPU);
             PushPending(mPendingCPU, inRequest);
             queueCPU = CanTakeMoreCPU();
+        }
+        else if (wasActive)
+        {
+            mCounting.Leave(DecodePlace::kActiveIO);
         }
     }
     if (queueCPU)
@@ -274,23 +297,32 @@ void DecodeQueueImpl::Retire(const DecodeRequestPtr& inRequest, int inStatus, bo
         mProcessCPU->Queue();
 }
 
-void DecodeQueueImpl::Retire(const Lock&, const DecodeRequestPtr& inRequest, int /*inStatus*/,
+void DecodeQueueImpl::Retire(const Lock&, const DecodeRequestPtr& inRequest, int inStatus,
                              bool inCPUStageDone, bool& outQueueIO, bool& outQueueCPU)
 {
     outQueueCPU = false;
+    mCounting.Retired(inStatus);
     if (inCPUStageDone)
     {
         mCurrentCPUCost -= inRequest->GetCPUCost();
         mCurrentIOCost -= inRequest->GetIOCost();
         mActiveCPU.erase(inRequest);
+        mCounting.Leave(DecodePlace::kActiveCPU);
         outQueueCPU = CanTakeMoreCPU();
     }
     else
     {
-        mActiveIO.erase(inRequest);
+        if (mActiveIO.erase(inRequest) != 0)
+            mCounting.Leave(DecodePlace::kActiveIO);
         mCurrentIOCost -= inRequest->GetIOCost();
     }
     outQueueIO = CanTakeMoreIO();
+}
+
+void DecodeQueueImpl::CountCancelled(DecodePlace inPlace, std::size_t inCount)
+{
+    mCounting.Leave(inPlace, inCount);
+    mCounting.Cancelled(inPlace, inCount);
 }
 
 int DecodeQueueImpl::TryToCancelRequest(const DecodeRequestPtr& inRequest)
@@ -302,10 +334,12 @@ int DecodeQueueImpl::TryToCancelRequest(const DecodeRequestPtr& inRequest)
         if (ErasePending(mPendingIO, inRequest))
         {
             tell = &DecodeRequest::CancelQueued;
+            CountCancelled(DecodePlace::kPendingIO);
         }
         else if (ErasePending(mPendingCPU, inRequest))
         {
             tell = &DecodeRequest::CancelQueued;
+            CountCancelled(DecodePlace::kPendingCPU);
             mCurrentIOCost -= inRequest->GetIOCost();
             queueIO = CanTakeMoreIO();
         }
@@ -313,10 +347,12 @@ int DecodeQueueImpl::TryToCancelRequest(const DecodeRequestPtr& inRequest)
         {
             // The cost stays: IOCompleted will not find the request, and retire it.
             tell = &DecodeRequest::CancelDuringIO;
+            CountCancelled(DecodePlace::kActiveIO);
         }
         else if (mActiveCPU.count(inRequest) != 0)
         {
             tell = &DecodeRequest::CancelDuringCPU;
+            mCounting.Cancelled(DecodePlace::kActiveCPU);
         }
     }
     if (queueIO)
@@ -331,6 +367,8 @@ int DecodeQueueImpl::TryToCancelAllRequests()
     RequestDeque inCPU;
     {
         const Lock lock(mMutex, "DecodeQueueImpl::TryToCancelAllRequests");
+        CountCancelled(DecodePlace::kPendingIO, mPendingIO.size());
+        CountCancelled(DecodePlace::kPendingCPU, mPendingCPU.size());
         queued.swap(mPendingIO);
         for (const DecodeRequestPtr& request : mPendingCPU)
         {
@@ -340,6 +378,8 @@ int DecodeQueueImpl::TryToCancelAllRequests()
         mPendingCPU.clear();
         inIO.assign(mActiveIO.begin(), mActiveIO.end());
         inCPU.assign(mActiveCPU.begin(), mActiveCPU.end());
+        mCounting.Cancelled(DecodePlace::kActiveIO, inIO.size());
+        mCounting.Cancelled(DecodePlace::kActiveCPU, inCPU.size());
     }
     bool complete = inIO.empty() && inCPU.empty();
     for (const DecodeRequestPtr& request : queued)

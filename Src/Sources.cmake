@@ -26,6 +26,9 @@ target_sources(RiverKit PRIVATE
   Src/DataCacheChain.cpp
   Src/DataCacheInMemory.cpp
   Src/DecodeQueue.cpp
+  Src/DecodeQueueCounters.cpp
+  Src/DecodeQueueMonitor.cpp
+  Src/IdentifiedDecodeQueue.cpp
   Src/StillSequence.cpp
   Src/FileManager/FileManager.cpp
   Src/FileManager/FileManagerImpl.cpp

@@ -14,8 +14,10 @@
 namespace Testing
 {
 
-// A request that does what the test tells it to, and writes down what it was asked.
-class ScriptedRequest : public RK::DecodeRequest
+// A request that does what the test tells it to, and writes down what it was asked. Base is the kind of
+// request.
+template <class Base>
+class BasicScriptedRequest : public Base
 {
 public:
     std::string name;
@@ -32,7 +34,8 @@ public:
     std::function<void()> onInitiate; // runs before InitiateIO returns
     std::function<void()> onProcess;
     std::function<void()> onCancel; // runs in each of the three
-    CompletionFunction completion;  // of an I/O under way
+    using CompletionFunction = RK::DecodeRequest::CompletionFunction;
+    CompletionFunction completion; // of an I/O under way
 
     int InitiateIO(const CompletionFunction& inCompletion) override
     {
@@ -57,7 +60,7 @@ public:
     bool HasPriorityOver(const RK::DecodeRequestPtr& inOther) override
     {
         ++comparisons;
-        return priority > dynamic_cast<ScriptedRequest&>(*inOther).priority;
+        return priority > dynamic_cast<BasicScriptedRequest&>(*inOther).priority;
     }
 
     /// Ends the I/O under way, and drops the completion as a client would.
@@ -77,7 +80,7 @@ public:
         onInitiate = onProcess = onCancel = nullptr;
     }
 
-private:
+protected:
     static void Run(const std::function<void()>& inFunction)
     {
         if (inFunction)
@@ -89,13 +92,14 @@ private:
         Run(onCancel);
         return inResult;
     }
-    void Note(const char* inWhat)
+    void Note(const std::string& inWhat)
     {
         if (log)
             log->push_back(name + ": " + inWhat);
     }
 };
 
+using ScriptedRequest = BasicScriptedRequest<RK::DecodeRequest>;
 using ScriptedRequestPtr = boost::shared_ptr<ScriptedRequest>;
 using Log = std::vector<std::string>;
 
@@ -113,11 +117,8 @@ protected:
     // never runs holds its view on an executor, which holds the executor.
     ~DecodeQueueFixture() override
     {
-        for (const auto& made : mMade)
-        {
-            if (const ScriptedRequestPtr request = made.lock())
-                request->Forget();
-        }
+        for (const auto& forget : mMade)
+            forget();
         RunAll();
     }
     RK::DecodeQueuePtr Create(int inMaxCPUCost, int inMaxIOCost, bool inUsePriority = false)
@@ -137,7 +138,12 @@ protected:
     template <class Request>
     boost::shared_ptr<Request> Made(const boost::shared_ptr<Request>& inRequest)
     {
-        mMade.push_back(inRequest);
+        mMade.push_back(
+            [made = boost::weak_ptr<Request>(inRequest)]
+            {
+                if (const auto request = made.lock())
+                    request->Forget();
+            });
         return inRequest;
     }
     ScriptedRequestPtr Prioritised(int inPriority)
@@ -167,7 +173,7 @@ protected:
     }
 
 private:
-    std::vector<boost::weak_ptr<ScriptedRequest>> mMade;
+    std::vector<std::function<void()>> mMade;
 };
 
 } // namespace Testing
