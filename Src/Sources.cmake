@@ -30,6 +30,7 @@ target_sources(RiverKit PRIVATE
   Src/DecodeQueueMonitor.cpp
   Src/IdentifiedDecodeQueue.cpp
   Src/StillSequence.cpp
+  Src/VRViewerTypes.cpp
   Src/FileManager/FileManager.cpp
   Src/FileManager/FileManagerImpl.cpp
   Src/DiskCacheManager.cpp
