@@ -14,12 +14,16 @@ target_sources(RiverKit PRIVATE
   # Src/Linux/LinuxVolumeUtilities.cpp
   Src/MediaManager/MediaManager.cpp
   Src/PixelAspectRatio/PixelAspectRatio.cpp
-  # Src/Renderable/RenderableCutlistFactory.cpp
+  Src/Renderable/RenderableCutlistFactory.cpp
   # Src/SDKSupport/MoonVetch.cpp
   Src/Commands/StressMediaVector.cpp
   # No set-up of their own, so in any order:
   Src/FontServerState.cpp
   Src/Utils/MathConstants.cpp
+  Src/Utils/MediaUIUtilities.cpp
+  Src/PixelAspectRatio/PixelAspectRatioUtils.cpp
+  Src/SDKSupport/SDKConversionUtils.cpp
+  Src/SDKSupport/SDKValidation.cpp
   Src/LoadOrder.cpp
   Src/BinaryDataEncoding.cpp
   Src/DataCacheBase.cpp
@@ -40,3 +44,5 @@ target_sources(RiverKit PRIVATE
   Src/DiskCacheManagerSweep.cpp
   )
 include(${CMAKE_CURRENT_LIST_DIR}/MediaManager/Sources.cmake)
+# The scale of a rectangle is the same on every processor: no product is fused with the sum behind it.
+set_source_files_properties(Src/Utils/MediaUIUtilities.cpp PROPERTIES COMPILE_OPTIONS -ffp-contract=off)

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "qelcore/Export.h"
+
 namespace qelmediatypes
 {
 
@@ -199,5 +201,11 @@ constexpr PixelFormatName kPixelFormat_Invalid =
     MakePixelFormatName("badf", kPixelFormatProperties_Invalid);
 /// Whichever there is.
 constexpr PixelFormatName kPixelFormat_Any = 0;
+
+/// The properties of a format by its name alone. Never allocates; any thread.
+/// @param inName  the low 32 bits of a PixelFormatName.
+/// @return those of the format above that has this name, which for kPixelFormat_Any are none;
+///         kPixelFormatProperties_Invalid for any other, formats of others included.
+RK_API PixelFormatProperties LookupPropertiesForName(std::uint32_t inName) noexcept;
 
 } // namespace qelmediatypes
