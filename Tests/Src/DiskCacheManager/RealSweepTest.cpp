@@ -16,13 +16,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "RealSweepFixture.h"
 #include "RiverKit/RKDiskCacheManager.h"
 #include "RiverKit/RKInitializer.h"
 #include "Support/ChildProcess.h"
-#include "Support/TemporaryFolder.h"
-#include "ZORMessaging/Station.h"
-#include "qelcore/DebugDatabase.h"
-#include "qelcore/MainThread.h"
 #include "qelcore/TextConversion.h"
 
 namespace
@@ -32,71 +29,12 @@ using namespace RK::DiskCacheManager;
 using boost::posix_time::hours;
 using boost::posix_time::time_duration;
 using qelcore::utility::FileNameToUTF16;
+using Testing::kDay;
+using Testing::kExtensions;
+using Testing::RealSweep;
 using ::testing::UnorderedElementsAre;
 
 using Bytes = boost::optional<std::uint64_t>;
-constexpr std::int64_t kDay = 86400;
-const std::vector<qelcore::UTF16String> kExtensions = {u".rkdc"};
-
-/// Ends the wait for a sweep.
-struct EndOfSweep : ZOR::Listener
-{
-    void ListenToMessage(const ZOR::Message& inMessage) override
-    {
-        if (inMessage.GetMessageID() == CleanCompleteMessage::GetClassMessageID())
-            qelcore::threads::StopMainThread();
-    }
-};
-
-class RealSweep : public ::testing::Test
-{
-protected:
-    RealSweep()
-    {
-        qelcore::debug::DebugDatabase::Instance().SetEntry("RKDiskCacheManager.DiskSweepInterval",
-                                                           "1");
-    }
-    ~RealSweep() override
-    {
-        qelcore::debug::DebugDatabase::Instance().RemoveEntry(
-            "RKDiskCacheManager.DiskSweepInterval");
-    }
-    void Age(const std::string& inName, std::int64_t inSeconds) const
-    {
-        const timespec time = {::time(nullptr) - inSeconds, 0};
-        const timespec times[2] = {time, time};
-        ASSERT_EQ(0, utimensat(AT_FDCWD, mFolder.Path(inName).c_str(), times, AT_SYMLINK_NOFOLLOW));
-    }
-    void Put(const std::string& inName, std::int64_t inAgeSeconds, std::size_t inBytes = 100) const
-    {
-        mFolder.Write(inName, std::string(inBytes, 'x'));
-        Age(inName, inAgeSeconds);
-    }
-    ManagedDirectoryPtr Manage() const
-    {
-        return ManagedDirectory::Create(FileNameToUTF16(mFolder.Path()), kExtensions, boost::none);
-    }
-    /// Runs the main thread until a sweep that began after this call has told its end.
-    static void WaitForSweep()
-    {
-        EndOfSweep end;
-        qelcore::threads::RegisterMainThread();
-        ASSERT_TRUE(ZOR::StationUtils::AddListener(GetStationID(), &end));
-        for (int i = 0; i < 2; ++i) // the first one may have been under way
-            qelcore::threads::RunMainThreadUntilStopped();
-        ZOR::StationUtils::RemoveListener(GetStationID(), &end);
-        qelcore::threads::UnregisterMainThread();
-    }
-    std::vector<std::string> Left() const
-    {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(mFolder.Path()))
-            names.push_back(entry.path().filename().string());
-        return names;
-    }
-
-    Testing::TemporaryFolder mFolder;
-};
 
 // Each in a child process with a manager of its own. They come first: once this process has a manager, a
 // child would inherit it without its threads.

@@ -3,8 +3,13 @@ rk_add_tests(DiskCacheManagerTests LABELS disk-cache INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/LimitsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QueueCleanupTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RegistryTest.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/SweepTest.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/SweepTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SweepTimesTest.cpp)
 rk_add_tests(RealDiskCacheManagerTests LABELS disk-cache real SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/RealSweepTest.cpp)
+rk_add_tests(MountedDiskCacheTests LABELS disk-cache real SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/MountedTimesTest.cpp)
+rk_add_tests(ManyCachedFilesTests LABELS disk-cache real stress SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/ManyFilesTest.cpp)
 rk_add_tests(DiskCacheManagerStressTests LABELS disk-cache stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/SweepStressTest.cpp)
