@@ -11,6 +11,7 @@
 #include "BalanceCommand.h"
 #include "CacheCommand.h"
 #include "ConsoleCommand.h"
+#include "ConvertCommand.h"
 #include "EventLoop.h"
 #include "FilePool.h"
 #include "HostError.h"
@@ -48,6 +49,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunBalance(inOptions, loop);
     case Word::kCache:
         return RunCache(inOptions.mLines, loop);
+    case Word::kConvert:
+        return RunConvert(inOptions.mLines);
     default:
         return RunInfo();
     }

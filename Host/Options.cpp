@@ -77,9 +77,9 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},         {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
-    {"console", Word::kConsole},   {"cache", Word::kCache},     {"info", Word::kInfo},
-    {"--version", Word::kVersion},
+    {"play", Word::kPlay},       {"monitor", Word::kMonitor},   {"balance", Word::kBalance},
+    {"console", Word::kConsole}, {"cache", Word::kCache},       {"convert", Word::kConvert},
+    {"info", Word::kInfo},       {"--version", Word::kVersion},
 };
 
 Word WordOf(const std::string& inName)
@@ -140,7 +140,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
 {
     Options options;
     const std::string word = inArguments.empty() ? std::string() : inArguments[0];
-    if (word != "cache" && AsksForHelp(inArguments))
+    if (word != "cache" && word != "convert" && AsksForHelp(inArguments))
         return options;
     if (inArguments.empty())
         Refuse("rkhost", "what is to be done?");
@@ -148,7 +148,8 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
     const std::vector<std::string> rest(inArguments.begin() + 1, inArguments.end());
     if ((BitOf(options.mWord) & kAll) != 0)
         ParsePlayed(rest, options);
-    else if (options.mWord == Word::kConsole || options.mWord == Word::kCache)
+    else if (options.mWord == Word::kConsole || options.mWord == Word::kCache ||
+             options.mWord == Word::kConvert)
         options.mLines = rest;
     else if (!rest.empty())
         Refuse("rkhost", word + " takes no arguments");
@@ -166,6 +167,7 @@ const char* HelpText()
   rkhost balance [OPTION...] PATH   starts players that share the machine, and shows who gets what
   rkhost console [LINE...]          runs console commands; without arguments from standard input
   rkhost cache VERB ...             works with cache folders; "rkhost cache --help" tells how
+  rkhost convert KIND VALUE         what a value of the plug-in SDK is for the library, and back
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 

@@ -14,6 +14,7 @@ enum class Word
     kBalance,
     kConsole,
     kCache,
+    kConvert,
     kInfo,
     kHelp,
     kVersion,

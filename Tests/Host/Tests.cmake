@@ -9,7 +9,7 @@ if(TARGET rkhost)
             ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp
             ${here}/SummaryTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
-    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostCacheManageTest.cpp
+    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp
             ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
