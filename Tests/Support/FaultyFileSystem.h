@@ -156,6 +156,10 @@ public:
         return Do(FileOperation::kWrite, {PathOf(inFile)}, [&](std::size_t inMax)
                   { return mBehind.Write(inFile, inBytes, std::min(inSize, inMax), outPut); });
     }
+    int BeginSyncBytes(Platform::FileHandle inFile) override
+    {
+        return mBehind.BeginSyncBytes(inFile);
+    }
     int SyncBytes(Platform::FileHandle inFile) override
     {
         return Do(FileOperation::kSyncBytes, {PathOf(inFile)},

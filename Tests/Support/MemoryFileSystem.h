@@ -234,6 +234,7 @@ public:
         const std::lock_guard<std::mutex> lock(mMutex);
         return Failure(FileOperation::kSyncBytes, mOpen.at(inFile).path);
     }
+    int BeginSyncBytes(Platform::FileHandle) override { return 0; }
     int Close(Platform::FileHandle inFile) override
     {
         const std::lock_guard<std::mutex> lock(mMutex);

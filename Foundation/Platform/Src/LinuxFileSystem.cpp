@@ -56,10 +56,14 @@ bool StampsChanges(const struct statfs& inVolume)
 // before it, and has the device keep the bytes first. There it is enough to wait for the bytes: committing
 // the journal for each file, as fdatasync does, costs many times that, and gives the name, which nobody asked
 // for. What has no journal, such as ext2, keeps what its own repair leaves.
-bool KeepsOrder(const struct statfs& inVolume)
+int KeepsOrder(FileHandle inFile, bool& outKeepsOrder)
 {
-    const auto type = static_cast<std::uint32_t>(inVolume.f_type);
-    return type == EXT4_SUPER_MAGIC || type == XFS_SUPER_MAGIC;
+    struct statfs volume;
+    if (const int error = Repeat([&] { return fstatfs(inFile, &volume); }))
+        return error;
+    const auto type = static_cast<std::uint32_t>(volume.f_type);
+    outKeepsOrder = type == EXT4_SUPER_MAGIC || type == XFS_SUPER_MAGIC;
+    return 0;
 }
 
 } // namespace
@@ -118,14 +122,22 @@ int LinuxFileSystem::Write(FileHandle inFile, const void* inBytes, std::size_t i
 
 int LinuxFileSystem::SyncBytes(FileHandle inFile)
 {
-    struct statfs volume;
-    if (const int error = Repeat([&] { return fstatfs(inFile, &volume); }))
+    bool keepsOrder = false;
+    if (const int error = KeepsOrder(inFile, keepsOrder))
         return error;
-    if (!KeepsOrder(volume))
-        return Repeat([&] { return fdatasync(inFile); });
     constexpr unsigned kAll =
         SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
-    return Repeat([&] { return sync_file_range(inFile, 0, 0, kAll); });
+    return keepsOrder ? Repeat([&] { return sync_file_range(inFile, 0, 0, kAll); })
+                      : Repeat([&] { return fdatasync(inFile); });
+}
+
+int LinuxFileSystem::BeginSyncBytes(FileHandle inFile)
+{
+    bool keepsOrder = false;
+    if (const int error = KeepsOrder(inFile, keepsOrder))
+        return error;
+    return keepsOrder ? Repeat([&] { return sync_file_range(inFile, 0, 0, SYNC_FILE_RANGE_WRITE); })
+                      : 0;
 }
 
 int LinuxFileSystem::Close(FileHandle inFile)

@@ -15,6 +15,7 @@ public:
     int Write(FileHandle inFile, const void* inBytes, std::size_t inSize,
               std::size_t& outPut) override;
     int SyncBytes(FileHandle inFile) override;
+    int BeginSyncBytes(FileHandle inFile) override;
     int Close(FileHandle inFile) override;
     int Stat(const std::string& inPath, LinkPolicy inPolicy, FileStatus& outStatus) override;
     int StatOpen(FileHandle inFile, FileStatus& outStatus) override;

@@ -97,6 +97,7 @@ TEST_F(FileSystemTest, SyncingTakesAFileOfAnyVolumeAndRefusesWhatHasNoBytes)
         ASSERT_EQ(0, mFiles.Open(path, kToMake, file)) << path;
         EXPECT_EQ(0, mFiles.SyncBytes(file)) << path; // an empty one
         EXPECT_EQ(0, mFiles.Write(file, "bytes", 5, put));
+        EXPECT_EQ(0, mFiles.BeginSyncBytes(file)) << path;
         EXPECT_EQ(0, mFiles.SyncBytes(file)) << path;
         mFiles.Close(file);
         EXPECT_EQ(0, mFiles.RemoveFile(path));
@@ -107,6 +108,7 @@ TEST_F(FileSystemTest, SyncingTakesAFileOfAnyVolumeAndRefusesWhatHasNoBytes)
     close(ends[0]);
     close(ends[1]);
     EXPECT_EQ(EBADF, mFiles.SyncBytes(ends[1]));
+    EXPECT_EQ(EBADF, mFiles.BeginSyncBytes(ends[1]));
 }
 
 TEST_F(FileSystemTest, ReadingAtAnOffsetLeavesThePosition)

@@ -39,6 +39,7 @@ void Put(const std::string& inFolder, int inFile, bool inSync)
     ASSERT_EQ(contents.size(), put);
     if (inSync)
     {
+        ASSERT_EQ(0, files.BeginSyncBytes(file));
         ASSERT_EQ(0, files.SyncBytes(file));
     }
     ASSERT_EQ(0, files.Close(file));

@@ -127,6 +127,8 @@ public:
     /// that (Rename) never stands for less of it when the machine has crashed. The name itself, and the
     /// file's times, are not waited for.
     virtual int SyncBytes(FileHandle inFile) = 0;
+    /// Begins what SyncBytes() waits for, so that several files are on their way at a time.
+    virtual int BeginSyncBytes(FileHandle inFile) = 0;
     /// The handle is gone whatever the answer is. An error may mean that written data was lost; EINTR
     /// is such an error too, and is not repeated.
     virtual int Close(FileHandle inFile) = 0;

@@ -112,6 +112,9 @@ public:
     /// finds it whole under that name or not at all, should the machine crash; the name may be lost.
     /// @return kFileResult_DeviceFailure, kFileResult_NoSpace ... for what was taken and could not be kept.
     qelcore::Result SyncBytes();
+    /// Begins what SyncBytes() waits for: several files that are begun, and then waited for, take the time
+    /// of little more than one.
+    qelcore::Result BeginSyncBytes();
 
     /// Closes the file, whatever the answer is. A failure means that what was written may be lost.
     qelcore::Result Close();

@@ -189,6 +189,12 @@ Result File::SyncBytes()
     return IsOpen() ? ResultOfError(Platform::FileSystem().SyncBytes(mFile)) : kFileResult_NotOpen;
 }
 
+Result File::BeginSyncBytes()
+{
+    return IsOpen() ? ResultOfError(Platform::FileSystem().BeginSyncBytes(mFile))
+                    : kFileResult_NotOpen;
+}
+
 Result File::Close()
 {
     if (!IsOpen())

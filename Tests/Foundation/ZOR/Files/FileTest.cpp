@@ -144,6 +144,7 @@ TEST_F(ZORFileTest, AClosedObjectIsNeitherReadNorWrittenNorClosed)
     EXPECT_EQ(kFileResult_NotOpen, file.Read(&byte, 1, count));
     EXPECT_EQ(0u, count);
     EXPECT_EQ(kFileResult_NotOpen, file.Write(&byte, 1, count));
+    EXPECT_EQ(kFileResult_NotOpen, file.BeginSyncBytes());
     EXPECT_EQ(kFileResult_NotOpen, file.SyncBytes());
     EXPECT_EQ(kFileResult_NotOpen, file.Close());
 }
