@@ -2,7 +2,7 @@
 # marked by a comment.
 target_sources(RiverKit PRIVATE
   # Src/DataCacheInFilesystem.cpp
-  # Src/ErrorReport.cpp
+  Src/ErrorReport.cpp
   Src/RiverKitServer.cpp
   Src/MediaType.cpp
   Src/PixelFormat.cpp

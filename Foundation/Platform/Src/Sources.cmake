@@ -1,3 +1,4 @@
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Backtrace.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/CgroupFolders.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/CgroupMemory.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Clock.cpp)

@@ -24,6 +24,18 @@ namespace utility
 ///         of these for a number.
 RK_API UTF16String NumberToString(double inValue, int inMaxDecimals = 17);
 
+enum NumberToStringFlags : std::uint32_t
+{
+    kNumberToString_None = 0,
+};
+
+/// The same with at least inMinDecimals behind the point, zeros if need be. What would be longer than
+/// inMaxLength characters is written with an exponent, with as few digits as are needed to read the same
+/// number again; that takes 24 characters at the most.
+/// @param inMinDecimals  beyond inMaxDecimals counts as inMaxDecimals.
+RK_API UTF16String NumberToString(double inValue, int inMinDecimals, int inMaxDecimals,
+                                  NumberToStringFlags inFlags, std::size_t inMaxLength);
+
 enum StringToNumberFlags : std::uint32_t
 {
     kStringToNumber_None = 0,

@@ -5,4 +5,5 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/DebugSettings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Demangle.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SafeTraceStream.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/StackTrace.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Trace.cpp)

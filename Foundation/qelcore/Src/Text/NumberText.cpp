@@ -118,6 +118,31 @@ UTF16String NumberToString(double inValue, int inMaxDecimals)
     return isZero ? AsciiToUTF16("0") : ToText(text.data(), end);
 }
 
+UTF16String NumberToString(double inValue, int inMinDecimals, int inMaxDecimals,
+                           NumberToStringFlags, std::size_t inMaxLength)
+{
+    UTF16String text = NumberToString(inValue, inMaxDecimals);
+    if (!std::isfinite(inValue))
+        return text;
+    const int minDecimals = std::min(std::max(inMinDecimals, 0), std::max(inMaxDecimals, 0));
+    std::size_t point = text.find(u'.');
+    if (point == UTF16String::npos && minDecimals > 0)
+    {
+        point = text.size();
+        text += u'.';
+    }
+    if (minDecimals > 0)
+        text.resize(std::max(text.size(), point + 1 + static_cast<std::size_t>(minDecimals)), u'0');
+    if (text.size() <= inMaxLength)
+        return text;
+    NumberBuffer exponential;
+    const char* const end =
+        std::to_chars(exponential.data(), exponential.data() + exponential.size(), inValue,
+                      std::chars_format::scientific)
+            .ptr;
+    return ToText(exponential.data(), end);
+}
+
 double StringToNumber(const UTF16String& inText, std::uint32_t inFlags)
 {
     const std::u16string_view text = std::u16string_view(inText).substr(CountBlanks(inText));

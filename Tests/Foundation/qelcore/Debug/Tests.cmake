@@ -4,6 +4,7 @@ rk_add_tests(qelcore_debug_tests LABELS foundation SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DebugDatabaseTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DebugMonitorTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DemangleTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/StackTraceTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/TraceTest.cpp)
 rk_add_tests(qelcore_debug_internal_tests LABELS foundation INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DebugSettingsTest.cpp

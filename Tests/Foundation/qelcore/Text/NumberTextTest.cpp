@@ -72,6 +72,24 @@ TEST(NumberToString, RoundsToTheDecimalsAskedForAndDropsZerosAtTheEnd)
     EXPECT_EQ("1200", Text(1200, 0));
 }
 
+TEST(NumberToString, FillsUpToTheFewestDecimalsAndTakesAnExponentWhereItWouldBeTooLong)
+{
+    using namespace qelcore::utility;
+    const auto text = [](double inValue, int inMin, int inMax, std::size_t inMost)
+    { return UTF16ToNarrow(NumberToString(inValue, inMin, inMax, kNumberToString_None, inMost)); };
+    EXPECT_EQ("2.0", text(2, 1, 3, 31));
+    EXPECT_EQ("2.500", text(2.5, 3, 3, 31));
+    EXPECT_EQ("2.667", text(2.66666, 1, 3, 31));
+    EXPECT_EQ("0.0", text(-0.0001, 1, 3, 31));
+    EXPECT_EQ("2", text(2, -1, 3, 31));
+    EXPECT_EQ("2", text(2, 1, 0, 31)); // the most counts
+    EXPECT_EQ("1e+300", text(1e300, 1, 3, 31));
+    EXPECT_EQ("1e+03", text(1000, 1, 3, 5));
+    EXPECT_EQ("1000.0", text(1000, 1, 3, 6));
+    EXPECT_EQ("nan", text(Limits::quiet_NaN(), 1, 3, 31));
+    EXPECT_EQ("-inf", text(-Limits::infinity(), 1, 3, 31));
+}
+
 TEST(NumberToString, WritesNoSignForWhatRoundsToZero)
 {
     EXPECT_EQ("0", Text(-0.0));
