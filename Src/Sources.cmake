@@ -6,7 +6,7 @@ target_sources(RiverKit PRIVATE
   Src/RiverKitServer.cpp
   Src/MediaType.cpp
   Src/PixelFormat.cpp
-  # Src/PlatformWindowManager.cpp
+  Src/PlatformWindowManager.cpp
   Src/StreamLabel.cpp
   # Src/VolumeUtilities.cpp
   Src/Audio/AudioChannelType.cpp
@@ -35,6 +35,7 @@ target_sources(RiverKit PRIVATE
   Src/IdentifiedDecodeQueue.cpp
   Src/StillSequence.cpp
   Src/VRViewerTypes.cpp
+  Src/SDKSupport/ModuleStressTester.cpp
   Src/FileManager/FileManager.cpp
   Src/FileManager/FileManagerImpl.cpp
   Src/DiskCacheManager.cpp
