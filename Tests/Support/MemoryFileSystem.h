@@ -123,6 +123,8 @@ public:
         const std::lock_guard<std::mutex> lock(mMutex);
         mFailures[{inOperation, inPath}] = inError;
     }
+    /// The same for every path that has no failure of its own.
+    void FailEverywhere(FileOperation inOperation, int inError) { Fail(inOperation, "*", inError); }
     /// What somebody else does just before the next such operation on that path. Only for those on
     /// open folders, for listings, and for the removal of files.
     void Before(FileOperation inOperation, const std::string& inPath, std::function<void()> inAct)
@@ -166,6 +168,8 @@ public:
              Platform::FileHandle& outFile) override
     {
         using Platform::FileCreation;
+        if (onOpen)
+            onOpen(inPath);
         const std::lock_guard<std::mutex> lock(mMutex);
         if (const int error = Failure(FileOperation::kOpen, inPath))
             return error;
@@ -200,7 +204,10 @@ public:
     int Read(Platform::FileHandle inFile, void* outBytes, std::size_t inSize,
              std::size_t& outGot) override
     {
+        if (onRead)
+            onRead();
         const std::lock_guard<std::mutex> lock(mMutex);
+        lastReadSize = inSize;
         OpenFile& file = mOpen.at(inFile);
         const int error = ReadFrom(file, file.position, outBytes, inSize, outGot);
         if (error == 0)
@@ -220,6 +227,8 @@ public:
     int Write(Platform::FileHandle inFile, const void* inBytes, std::size_t inSize,
               std::size_t& outPut) override
     {
+        if (onWrite)
+            onWrite();
         const std::lock_guard<std::mutex> lock(mMutex);
         OpenFile& file = mOpen.at(inFile);
         if (const int error = Failure(FileOperation::kWrite, file.path))
@@ -232,7 +241,11 @@ public:
     int SyncBytes(Platform::FileHandle inFile) override
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        return Failure(FileOperation::kSyncBytes, mOpen.at(inFile).path);
+        const std::string path = mOpen.at(inFile).path;
+        if (const int error = Failure(FileOperation::kSyncBytes, path))
+            return error;
+        mDone.push_back("sync " + path);
+        return 0;
     }
     int BeginSyncBytes(Platform::FileHandle) override { return 0; }
     int Close(Platform::FileHandle inFile) override
@@ -421,10 +434,15 @@ public:
     }
     std::string TempDirectory() override { return "/tmp"; }
 
+    std::size_t lastReadSize = 0; // what the latest Read() asked for
     std::uint64_t blockSize = 4096;
-    Platform::VolumeTraits volume{1, true};
+    Platform::VolumeTraits volume{1, true, std::uint64_t{50} << 30};
     Platform::FileKind fileKind = Platform::FileKind::kFile; // what StatOpen() says of open files
-    std::function<void()> onReadAt; // runs ahead of each ReadAt(), and may change files
+    // Run ahead of each such call, and may change files.
+    std::function<void()> onReadAt;
+    std::function<void()> onRead;
+    std::function<void()> onWrite;
+    std::function<void(const std::string&)> onOpen;
 
 private:
     struct Body
@@ -631,7 +649,9 @@ private:
     {
         if (inPath.find('\0') != std::string::npos)
             return EINVAL;
-        const auto found = mFailures.find({inOperation, inPath});
+        auto found = mFailures.find({inOperation, inPath});
+        if (found == mFailures.end())
+            found = mFailures.find({inOperation, "*"});
         return found == mFailures.end() ? 0 : found->second;
     }
     // Follows the links on the way. outPath is set to where it is, or would be, also on ENOENT.
@@ -654,7 +674,10 @@ private:
                 return ENAMETOOLONG;
             const auto folder = mNodes.find(path);
             if (folder == mNodes.end())
+            {
+                outPath = inPath; // nothing can be made there: the folder above is missing
                 return ENOENT;
+            }
             if (folder->second.kind != Platform::FileKind::kDirectory)
                 return ENOTDIR;
             path = WithSlash(path) + component;

@@ -31,7 +31,8 @@ int OpenFlags(const OpenOptions& inOptions)
     static constexpr int sAccess[] = {O_RDONLY, O_WRONLY, O_RDWR};
     static constexpr int sCreation[] = {0, O_TRUNC, O_CREAT, O_CREAT | O_TRUNC, O_CREAT | O_EXCL};
     return sAccess[static_cast<int>(inOptions.access)] |
-           sCreation[static_cast<int>(inOptions.creation)] | O_CLOEXEC | O_NOCTTY;
+           sCreation[static_cast<int>(inOptions.creation)] |
+           (inOptions.neverWaits ? O_NONBLOCK : 0) | O_CLOEXEC | O_NOCTTY;
 }
 
 // Those that this kernel alone writes, with a time of change that nobody can set. Not FAT, where it
@@ -175,6 +176,8 @@ int LinuxFileSystem::VolumeOf(FileHandle inFile, VolumeTraits& outTraits)
     static_assert(sizeof(volume.f_fsid) == sizeof(outTraits.id));
     std::memcpy(&outTraits.id, &volume.f_fsid, sizeof(outTraits.id));
     outTraits.stampsChanges = StampsChanges(volume);
+    const long unit = volume.f_frsize != 0 ? volume.f_frsize : volume.f_bsize;
+    outTraits.freeBytes = static_cast<std::uint64_t>(unit) * volume.f_bavail;
     return 0;
 }
 

@@ -22,6 +22,10 @@ FileKind KindOfMode(mode_t inMode)
         return FileKind::kFile;
     if (S_ISDIR(inMode))
         return FileKind::kDirectory;
+    if (S_ISSOCK(inMode))
+        return FileKind::kSocket;
+    if (S_ISBLK(inMode))
+        return FileKind::kBlockDevice;
     return S_ISLNK(inMode) ? FileKind::kSymbolicLink : FileKind::kOther;
 }
 

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "Platform/FileSystem.h"
@@ -287,6 +288,7 @@ TEST_F(FileSystemTest, AListingTellsTheKindOfEachEntryAndFollowsNoLink)
     mFolder.MakeFolder("folder");
     ASSERT_EQ(0, symlink("folder", mFolder.Path("link").c_str()));
     ASSERT_EQ(0, mkfifo(mFolder.Path("pipe").c_str(), 0600));
+    ASSERT_EQ(0, mknod(mFolder.Path("socket").c_str(), S_IFSOCK | 0600, 0));
     std::unique_ptr<IDirectoryListing> listing;
     ASSERT_EQ(0, mFiles.List(mFolder.Path(), LinkPolicy::kDoNotFollow, listing));
 
@@ -298,7 +300,33 @@ TEST_F(FileSystemTest, AListingTellsTheKindOfEachEntryAndFollowsNoLink)
     EXPECT_THAT(entries, UnorderedElementsAre(std::make_pair("file", FileKind::kFile),
                                               std::make_pair("folder", FileKind::kDirectory),
                                               std::make_pair("link", FileKind::kSymbolicLink),
-                                              std::make_pair("pipe", FileKind::kOther)));
+                                              std::make_pair("pipe", FileKind::kOther),
+                                              std::make_pair("socket", FileKind::kSocket)));
+}
+
+TEST_F(FileSystemTest, APipeWithoutAnotherEndIsOpenedAtOnceIfAskedFor)
+{
+    ASSERT_EQ(0, mkfifo(mFolder.Path("pipe").c_str(), 0600));
+    OpenOptions options;
+    options.neverWaits = true;
+    FileHandle file = kNoFile;
+    ASSERT_EQ(0, mFiles.Open(mFolder.Path("pipe"), options, file));
+    EXPECT_EQ(0, mFiles.Close(file));
+}
+
+TEST_F(FileSystemTest, AnOpenFileTellsTheFreeSpaceOfItsVolume)
+{
+    FileHandle file = kNoFile;
+    ASSERT_EQ(0, mFiles.Open(mFolder.Path("file"), kToMake, file));
+    VolumeTraits volume;
+    ASSERT_EQ(0, mFiles.VolumeOf(file, volume));
+    struct statvfs expected;
+    ASSERT_EQ(0, statvfs(mFolder.Path().c_str(), &expected));
+    // Others write at the same time.
+    EXPECT_NEAR(static_cast<double>(volume.freeBytes),
+                static_cast<double>(expected.f_bavail) * static_cast<double>(expected.f_frsize),
+                1e9);
+    EXPECT_EQ(0, mFiles.Close(file));
 }
 
 TEST_F(FileSystemTest, AFolderThatIsRemovedDuringItsListingEndsIt)

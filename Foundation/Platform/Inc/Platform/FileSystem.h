@@ -22,7 +22,9 @@ enum class FileKind
     kFile,
     kDirectory,
     kSymbolicLink,
-    kOther, ///< pipe, socket, device
+    kSocket,
+    kBlockDevice,
+    kOther, ///< pipe, other device
 };
 
 /// Time since 1970 in UTC; before it, seconds are negative and nanoseconds still count forward.
@@ -49,6 +51,7 @@ struct VolumeTraits
     /// Each call that changes a file moves its FileStatus::changed to Now(), at a time during the call,
     /// and nothing moves it back. False where that is not known: other machines may write.
     bool stampsChanges = false;
+    std::uint64_t freeBytes = 0; ///< that can still be written without special rights, just now
 };
 
 struct DirectoryEntry
@@ -84,6 +87,7 @@ struct OpenOptions
     FileAccess access = FileAccess::kRead;
     FileCreation creation = FileCreation::kMustExist;
     bool sequential = false; ///< a hint: it will be read once, from front to back
+    bool neverWaits = false; ///< a pipe is opened at once, whether or not it has another end
 };
 
 enum class RenameMode

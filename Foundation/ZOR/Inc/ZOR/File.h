@@ -43,6 +43,7 @@ enum FileAttributesFlags : std::uint32_t
 {
     kFileAttributes_Normal = 1,
     kFileAttributes_Sequential = 4, ///< it will be read once, from front to back
+    kFileAttributes_NoWait = 8,     ///< a pipe is opened at once, whether or not it has another end
 };
 
 constexpr FileAccessFlags operator|(FileAccessFlags inA, FileAccessFlags inB)
@@ -98,7 +99,14 @@ public:
     /// @param outGot  how much was read, also before a failure.
     qelcore::Result Read(void* outBytes, std::size_t inSize, std::size_t& outGot);
 
-    /// The same from inOffset on, which may lie beyond the end. The position of Read() stays where it is.
+    /// Reads on until inAtLeast bytes are there: so a caller that knows the size, and offers room for
+    /// more, needs one transfer and none to see the end.
+    /// @param inSize  the room, at least inAtLeast. Nothing is buffered.
+    /// @return kResult_GeneralFailure if the file ends before that.
+    qelcore::Result ReadAtLeast(void* outBytes, std::size_t inAtLeast, std::size_t inSize,
+                                std::size_t& outGot);
+
+    /// The same as Read() from inOffset on, which may lie beyond the end. The position of Read() stays where it is.
     /// @return kFileResult_BadArgument for an offset beyond 2^63 - 1, kResult_GeneralFailure for what
     ///         has no offsets, such as a pipe.
     qelcore::Result ReadAt(std::uint64_t inOffset, void* outBytes, std::size_t inSize,
@@ -115,6 +123,12 @@ public:
     /// Begins what SyncBytes() waits for: several files that are begun, and then waited for, take the time
     /// of little more than one.
     qelcore::Result BeginSyncBytes();
+
+    /// @param outSize  bytes in the open file. @return kFileResult_IsDirectory for a folder.
+    qelcore::Result GetSize(std::uint64_t& outSize) const;
+
+    /// @param outBytes  what can still be written to the volume of the open file without special rights.
+    qelcore::Result GetVolumeFreeSpace(std::uint64_t& outBytes) const;
 
     /// Closes the file, whatever the answer is. A failure means that what was written may be lost.
     qelcore::Result Close();
@@ -134,6 +148,11 @@ public:
     /// It makes nothing; kFileCreate_New then makes the file, and never opens what somebody else put
     /// there.
     static qelcore::UTF16String MakeUniqueTempPath(const qelcore::UTF16String& inPath);
+
+    /// Makes a file of such a name, which only its owner opens, for writing.
+    /// @param outTempPath  untouched on failure.
+    qelcore::Result CreateTemp(const qelcore::UTF16String& inPath,
+                               qelcore::UTF16String& outTempPath);
 
     /// Whether the last component of inPath is of the form that MakeUniqueTempPath() gives, so that
     /// what a crash has left can be found.

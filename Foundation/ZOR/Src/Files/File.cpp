@@ -84,6 +84,40 @@ UTF16String RandomDigits()
     return digits;
 }
 
+/// Goes on until inAtLeast bytes are there or the file ends.
+Result ReadUntil(Platform::FileHandle inFile, void* outBytes, std::size_t inAtLeast,
+                 std::size_t inSize, std::size_t& outGot)
+{
+    outGot = 0;
+    while (outGot < inAtLeast)
+    {
+        std::size_t got = 0;
+        const int error = Platform::FileSystem().Read(inFile, static_cast<char*>(outBytes) + outGot,
+                                                      inSize - outGot, got);
+        if (error != 0)
+            return ResultOfError(error);
+        if (got == 0)
+            break; // the end of the file
+        outGot += got;
+    }
+    return qelcore::kResult_OK;
+}
+
+Result SizeOf(int inError, const Platform::FileStatus& inStatus, std::uint64_t& outSize)
+{
+    if (inError != 0)
+        return ResultOfError(inError);
+    if (inStatus.kind == Platform::FileKind::kDirectory)
+        return kFileResult_IsDirectory;
+    outSize = inStatus.size;
+    return qelcore::kResult_OK;
+}
+
+UTF16String TempPathIn(const UTF16String& inFolder)
+{
+    return inFolder + kTempPrefix + RandomDigits() + kTempExtension;
+}
+
 bool IsHexDigit(char16_t inUnit)
 {
     return (inUnit >= u'0' && inUnit <= u'9') || (inUnit >= u'a' && inUnit <= u'f');
@@ -126,6 +160,7 @@ Result File::Create(const UTF16String& inPath, FileAccessFlags inAccess, FileSha
     options.access = *access;
     options.creation = *creation;
     options.sequential = (inAttributes & kFileAttributes_Sequential) != 0;
+    options.neverWaits = (inAttributes & kFileAttributes_NoWait) != 0;
     if (const int error = Platform::FileSystem().Open(UTF16ToFileName(inPath), options, mFile))
         return ResultOfError(error);
     if (inBuffered && *access == FileAccess::kRead)
@@ -140,18 +175,18 @@ Result File::Read(void* outBytes, std::size_t inSize, std::size_t& outGot)
         return kFileResult_NotOpen;
     if (mReader)
         return mReader->Read(outBytes, inSize, outGot);
-    while (outGot < inSize)
-    {
-        std::size_t got = 0;
-        const int error = Platform::FileSystem().Read(mFile, static_cast<char*>(outBytes) + outGot,
-                                                      inSize - outGot, got);
-        if (error != 0)
-            return ResultOfError(error);
-        if (got == 0)
-            break; // the end of the file
-        outGot += got;
-    }
-    return qelcore::kResult_OK;
+    return ReadUntil(mFile, outBytes, inSize, inSize, outGot);
+}
+
+Result File::ReadAtLeast(void* outBytes, std::size_t inAtLeast, std::size_t inSize,
+                         std::size_t& outGot)
+{
+    outGot = 0;
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    const Result result = ReadUntil(mFile, outBytes, inAtLeast, inSize, outGot);
+    return qelcore::Failed(result) || outGot >= inAtLeast ? result
+                                                          : qelcore::kResult_GeneralFailure;
 }
 
 Result File::ReadAt(std::uint64_t inOffset, void* outBytes, std::size_t inSize, std::size_t& outGot)
@@ -195,6 +230,25 @@ Result File::BeginSyncBytes()
                     : kFileResult_NotOpen;
 }
 
+Result File::GetSize(std::uint64_t& outSize) const
+{
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    Platform::FileStatus status;
+    return SizeOf(Platform::FileSystem().StatOpen(mFile, status), status, outSize);
+}
+
+Result File::GetVolumeFreeSpace(std::uint64_t& outBytes) const
+{
+    if (!IsOpen())
+        return kFileResult_NotOpen;
+    Platform::VolumeTraits volume;
+    const int error = Platform::FileSystem().VolumeOf(mFile, volume);
+    if (error == 0)
+        outBytes = volume.freeBytes;
+    return ResultOfError(error);
+}
+
 Result File::Close()
 {
     if (!IsOpen())
@@ -220,9 +274,25 @@ UTF16String File::MakeUniqueTempPath(const UTF16String& inPath)
     UTF16String path;
     do
     {
-        path = folder + kTempPrefix + RandomDigits() + kTempExtension;
+        path = TempPathIn(folder);
     } while (PathUtils::ExistsOnDisk(path, PathUtils::kExistsOnDisk_LinkItself));
     return path;
+}
+
+Result File::CreateTemp(const UTF16String& inPath, UTF16String& outTempPath)
+{
+    const UTF16String folder = PathUtils::GetFullDirectoryPart(inPath);
+    UTF16String path;
+    Result result = kFileResult_AlreadyExists;
+    while (result == kFileResult_AlreadyExists)
+    {
+        path = TempPathIn(folder);
+        result = Create(path, kFileAccess_Write, kFileShareMode_None, kFileCreate_New,
+                        kFileAttributes_Normal, false);
+    }
+    if (!qelcore::Failed(result))
+        outTempPath = path;
+    return result;
 }
 
 bool File::IsTempPath(const UTF16String& inPath)
@@ -241,12 +311,7 @@ Result File::SizeOnDisk(const UTF16String& inPath, std::uint64_t& outSize)
     Platform::FileStatus status;
     const int error =
         Platform::FileSystem().Stat(UTF16ToFileName(inPath), Platform::LinkPolicy::kFollow, status);
-    if (error != 0)
-        return ResultOfError(error);
-    if (status.kind == Platform::FileKind::kDirectory)
-        return kFileResult_IsDirectory;
-    outSize = status.size;
-    return qelcore::kResult_OK;
+    return SizeOf(error, status, outSize);
 }
 
 } // namespace ZOR

@@ -46,6 +46,72 @@ TEST_F(ZORFileOnFakes, ReadsThatBringLittleGoOnUntilAllIsThere)
     EXPECT_EQ("89", std::string(mBytes, mCount));
 }
 
+TEST_F(ZORFileOnFakes, AReadOfAtLeastWhatIsThereTakesOneTransferThoughThereIsMoreRoom)
+{
+    mFiles.AddFile("/d/f", "0123456789");
+    ASSERT_EQ(kResult_OK, Open(kFileAccess_Read, kFileCreate_OpenExisting));
+    EXPECT_EQ(kResult_OK, mFile.ReadAtLeast(mBytes, 10, sizeof(mBytes), mCount));
+    EXPECT_EQ("0123456789", std::string(mBytes, mCount));
+    EXPECT_EQ(1u, mFiles.ReadCount());
+}
+
+TEST_F(ZORFileOnFakes, AReadOfAtLeastMoreThanIsThereFails)
+{
+    mFiles.AddFile("/d/f", "0123456789");
+    ASSERT_EQ(kResult_OK, Open(kFileAccess_Read, kFileCreate_OpenExisting));
+    EXPECT_EQ(kResult_GeneralFailure, mFile.ReadAtLeast(mBytes, 11, sizeof(mBytes), mCount));
+    EXPECT_EQ(10u, mCount);
+}
+
+TEST_F(ZORFileOnFakes, AnOpenFileTellsItsSizeAndTheSpaceOnItsVolumeOrWhyNot)
+{
+    mFiles.AddFile("/d/f", "0123456789");
+    ASSERT_EQ(kResult_OK, Open(kFileAccess_Read, kFileCreate_OpenExisting));
+    std::uint64_t size = 0;
+    std::uint64_t space = 0;
+    EXPECT_EQ(kResult_OK, mFile.GetSize(size));
+    EXPECT_EQ(10u, size);
+    mFiles.volume.freeBytes = 77;
+    EXPECT_EQ(kResult_OK, mFile.GetVolumeFreeSpace(space));
+    EXPECT_EQ(77u, space);
+    mFiles.Fail(FileOperation::kStatOpen, "/d/f", EIO);
+    mFiles.Fail(FileOperation::kVolumeOf, "/d/f", EIO);
+    EXPECT_EQ(kFileResult_DeviceFailure, mFile.GetSize(size));
+    EXPECT_EQ(kFileResult_DeviceFailure, mFile.GetVolumeFreeSpace(space));
+    mFile.Close();
+    EXPECT_EQ(kFileResult_NotOpen, mFile.GetSize(size));
+    EXPECT_EQ(kFileResult_NotOpen, mFile.GetVolumeFreeSpace(space));
+    EXPECT_EQ(kFileResult_NotOpen, mFile.ReadAtLeast(mBytes, 1, 1, mCount));
+}
+
+TEST_F(ZORFileOnFakes, ATemporaryFileIsMadeAnewBesideItsTarget)
+{
+    mFiles.AddDirectory("/d");
+    qelcore::UTF16String temporary;
+    ASSERT_EQ(kResult_OK, mFile.CreateTemp(u"/d/f", temporary));
+    EXPECT_TRUE(File::IsTempPath(temporary));
+    EXPECT_EQ(u"/d/", PathUtils::GetFullDirectoryPart(temporary));
+    EXPECT_TRUE(PathUtils::ExistsOnDisk(temporary));
+    qelcore::UTF16String untouched = u"as before";
+    EXPECT_EQ(kFileResult_AlreadyOpen, mFile.CreateTemp(u"/d/f", untouched));
+    EXPECT_EQ(u"as before", untouched);
+}
+
+TEST_F(ZORFileOnFakes, ATemporaryFileWhoseNameIsTakenGetsAnother)
+{
+    mFiles.AddDirectory("/d");
+    std::string taken;
+    mFiles.onOpen = [&](const std::string& inPath)
+    {
+        if (taken.empty())
+            mFiles.AddLink(taken = inPath, "/elsewhere");
+    };
+    qelcore::UTF16String temporary;
+    ASSERT_EQ(kResult_OK, mFile.CreateTemp(u"/d/f", temporary));
+    EXPECT_TRUE(mFiles.Has(taken));
+    EXPECT_FALSE(mFiles.Has("/elsewhere"));
+}
+
 TEST_F(ZORFileOnFakes, WritesThatTakeLittleGoOnUntilAllIsPut)
 {
     mFiles.AddDirectory("/d");
