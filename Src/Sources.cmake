@@ -36,6 +36,12 @@ target_sources(RiverKit PRIVATE
   Src/StillSequence.cpp
   Src/VRViewerTypes.cpp
   Src/SDKSupport/ModuleStressTester.cpp
+  Src/TimeBlend.cpp
+  Src/TimeTransform.cpp
+  Src/Keyframe/BezierBatch.cpp
+  Src/Keyframe/BezierCore.cpp
+  Src/Keyframe/BezierUtils.cpp
+  Src/Keyframe/PointKeyframeVelocityCache.cpp
   Src/FileManager/FileManager.cpp
   Src/FileManager/FileManagerImpl.cpp
   Src/DiskCacheManager.cpp
@@ -45,5 +51,16 @@ target_sources(RiverKit PRIVATE
   Src/DiskCacheManagerSweep.cpp
   )
 include(${CMAKE_CURRENT_LIST_DIR}/MediaManager/Sources.cmake)
-# The scale of a rectangle is the same on every processor: no product is fused with the sum behind it.
-set_source_files_properties(Src/Utils/MediaUIUtilities.cpp PROPERTIES COMPILE_OPTIONS -ffp-contract=off)
+
+# Curve mathematics, and the scale of a rectangle, have the same bits whatever flags a build is made with:
+# nothing is fused, reordered or left out. These stand behind the flags of the build; a test compiles by
+# the same list for a processor that could fuse. In this order: clang takes the first for more than it says.
+set(RK_REPRODUCIBLE_OPTIONS -fno-fast-math -ffp-contract=off)
+set_source_files_properties(
+  Src/TimeBlend.cpp Src/TimeTransform.cpp Src/Keyframe/BezierBatch.cpp Src/Keyframe/BezierCore.cpp
+  Src/Keyframe/BezierUtils.cpp Src/Keyframe/PointKeyframeVelocityCache.cpp
+  Src/Utils/MediaUIUtilities.cpp
+  PROPERTIES COMPILE_OPTIONS "${RK_REPRODUCIBLE_OPTIONS}")
+# g++ leaves loops of unknown length alone at -O2.
+set_property(SOURCE Src/Keyframe/BezierBatch.cpp Src/Keyframe/BezierUtils.cpp APPEND PROPERTY
+  COMPILE_OPTIONS $<$<CXX_COMPILER_ID:GNU>:-fvect-cost-model=dynamic>)

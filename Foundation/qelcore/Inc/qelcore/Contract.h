@@ -55,6 +55,11 @@ RK_API void SetBreakObserver(const BreakObserver& inObserver);
 [[noreturn]] RK_API void ReportContractViolation(const char* inCondition, const char* inPath,
                                                  const char* inSignature, int inLine);
 
+/// The same two steps for a function that has an answer all the same: where the error manager in force
+/// returns from its ThrowError() instead of raising, this returns too.
+RK_API void ReportContractViolationAndGoOn(const char* inCondition, const char* inPath,
+                                           const char* inSignature, int inLine);
+
 } // namespace debug
 } // namespace qelcore
 
@@ -66,4 +71,13 @@ RK_API void SetBreakObserver(const BreakObserver& inObserver);
         if (!(inCondition))                                                                        \
             ::qelcore::debug::ReportContractViolation(inText, inPath, __PRETTY_FUNCTION__,         \
                                                       __LINE__);                                   \
+    } while (false)
+
+/// The same for a function that goes on where the error manager lets it.
+#define RK_CHECK_CONTRACT(inCondition, inText, inPath)                                             \
+    do                                                                                             \
+    {                                                                                              \
+        if (!(inCondition))                                                                        \
+            ::qelcore::debug::ReportContractViolationAndGoOn(inText, inPath, __PRETTY_FUNCTION__,  \
+                                                             __LINE__);                            \
     } while (false)

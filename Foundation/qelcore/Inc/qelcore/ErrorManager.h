@@ -120,7 +120,9 @@ public:
     /// may outlive this manager; then they are dropped.
     virtual DeferredErrorReporterPtr NewDeferredErrorReporter(bool inDisplayAtEnd);
 
-    /// Raises an Error with the localised text of inKey. An override may raise something else.
+    /// Raises an Error with the localised text of inKey. An override may raise something else. If it
+    /// returns, functions that have an answer in spite of a violated contract (RK_CHECK_CONTRACT) go
+    /// on, and an Error is raised in all other cases.
     virtual void ThrowError(int inLevel, const std::string& inKey,
                             const ReplacementValues& inValues);
 

@@ -72,6 +72,17 @@ bool ReportFailedCondition(const char* inKind, const FailedCondition& inFailed) 
     return kDebugBuild && IsDebuggerAttached();
 }
 
+constexpr const char* kContractKey =
+    "$$$/qelcore/utility/Error/Contract/InputContractViolation=An input contract "
+    "violation has occurred!";
+
+void ShowContractViolation(const char* inCondition, const char* inPath, const char* inSignature,
+                           int inLine)
+{
+    if (BreakAfterContractDialog(inCondition, inPath, inSignature, inLine))
+        std::raise(SIGTRAP);
+}
+
 } // namespace
 
 bool BreakAfterContractDialog(const char* inCondition, const char* inPath, const char* inSignature,
@@ -101,12 +112,15 @@ void SetBreakObserver(const BreakObserver& inObserver)
 void ReportContractViolation(const char* inCondition, const char* inPath, const char* inSignature,
                              int inLine)
 {
-    if (BreakAfterContractDialog(inCondition, inPath, inSignature, inLine))
-        std::raise(SIGTRAP);
-    config::ThrowError(
-        config::kErrorLevel_Error,
-        "$$$/qelcore/utility/Error/Contract/InputContractViolation=An input contract "
-        "violation has occurred!");
+    ShowContractViolation(inCondition, inPath, inSignature, inLine);
+    config::ThrowError(config::kErrorLevel_Error, kContractKey);
+}
+
+void ReportContractViolationAndGoOn(const char* inCondition, const char* inPath,
+                                    const char* inSignature, int inLine)
+{
+    ShowContractViolation(inCondition, inPath, inSignature, inLine);
+    config::GetErrorManager()->ThrowError(config::kErrorLevel_Error, kContractKey, {});
 }
 
 } // namespace debug

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Support/ForgivingErrors.h"
 #include "Support/TraceCapture.h"
 #include "qelcore/ErrorManager.h"
 
@@ -93,6 +94,29 @@ TEST_F(ContractTest, AViolationThenRaisesTheErrorOfItsKey)
         EXPECT_EQ(kKey, error.Key());
         EXPECT_STREQ("An input contract violation has occurred!", error.what());
     }
+}
+
+int PositiveOr(int inNumber)
+{
+    RK_CHECK_CONTRACT(inNumber > 0, "inNumber > 0", "Src/Sample");
+    return inNumber;
+}
+
+TEST_F(ContractTest, AViolationOfWhatHasAnAnswerIsRaisedAsWell)
+{
+    EXPECT_EQ(1, PositiveOr(1));
+    EXPECT_THROW(PositiveOr(0), qelcore::config::Error);
+    EXPECT_EQ(1u, mSeen.size());
+}
+
+TEST_F(ContractTest, WhatHasAnAnswerGoesOnWhereTheErrorManagerReturnsAndNothingElseDoes)
+{
+    const Testing::ForgivingErrors forgiving;
+    EXPECT_EQ(-7, PositiveOr(-7));
+    ASSERT_EQ(1u, mSeen.size());
+    EXPECT_EQ("inNumber > 0", mSeen[0].condition);
+    EXPECT_THAT(mSeen[0].signature, HasSubstr("PositiveOr(int)"));
+    EXPECT_THROW(RequirePositive(-7), qelcore::config::Error);
 }
 
 TEST_F(ContractTest, AnAssertionIsReportedAndRaisesNothing)
