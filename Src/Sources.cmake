@@ -1,7 +1,7 @@
 # In the order of set-up at load time, which is contract. A unit that is still to come has its place
 # marked by a comment.
 target_sources(RiverKit PRIVATE
-  # Src/DataCacheInFilesystem.cpp
+  Src/DataCacheInFilesystem.cpp
   Src/ErrorReport.cpp
   Src/RiverKitServer.cpp
   Src/MediaType.cpp
@@ -28,7 +28,11 @@ target_sources(RiverKit PRIVATE
   Src/BinaryDataEncoding.cpp
   Src/DataCacheBase.cpp
   Src/DataCacheChain.cpp
+  Src/DataCacheFolder.cpp
   Src/DataCacheInMemory.cpp
+  Src/DataCacheItemName.cpp
+  Src/DataCacheJobs.cpp
+  Src/DataCacheReport.cpp
   Src/DecodeQueue.cpp
   Src/DecodeQueueCounters.cpp
   Src/DecodeQueueMonitor.cpp

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
 
+#include "RKDiskCacheManager.h"
 #include "ZORMessaging/Message.h"
 #include "qelcore/Export.h"
 #include "qelcore/ImmutableString.h"
@@ -112,5 +114,50 @@ using DataCachePtr = DataCache::DataCachePtr;
 /// IsItemAvailable() is exact, and counts as a use. It tells no messages.
 /// Errors  PutItem() passes on what the media manager raises, and then nothing was put.
 RK_API DataCachePtr CreateDataCacheInMemory();
+
+// A store in a folder, which outlives the process. Each item is one file that holds its bytes and nothing
+// else, named "key.subkey.rkdc", or "key.rkdc" for the empty sub key.
+//
+// Reads     Never at once: GetItem() looks into what it knows, then for a file, and queues the read. The
+//           completion function runs on a thread of the shared pool for computing; after a failure, on
+//           one of the store's own, also while the last reference to the store is being dropped. It may
+//           be called twice for one read that fails halfway: only a result that is no failure brings an
+//           item. A file that is empty, or of 2^31 - 1 bytes or more, calls nobody.
+// Writes    Queued, and done one by one with touches and removals, in the order of the calls. The first
+//           buffer of an item stays until the item is removed. Buffers of 1 to 2^31 - 2 bytes are kept,
+//           others ignored. What waits holds memory, without a bound: see GetQueuedWrites(). What waits
+//           when the store goes is lost. An item is seen as a whole or not at all, by other processes too.
+// Names     Key and sub key become the file's name as they are, so a sub key holds no dot, neither holds
+//           a slash, and both together must fit into a file name of the volume (255 bytes on most). What
+//           cannot be a file is not kept. A name that would lead out of the folder (a component "..",
+//           a slash in front, a NUL) is refused: it is never written, touched or removed, and never there.
+// Listing   GetAvailableItems() tells what scan, reads and writes have found, latest first. The store
+//           finds files that it does not know of all the same.
+// Deletion  Anybody may delete items at any time, and the disk cache manager does. The store notices when
+//           a read or a touch fails, and then, as after RemoveItem(), tells it on its station.
+// Crashes   Temporary files that a crash has left are removed by the next store on the folder once
+//           nobody has written to them for an hour.
+// Sharing   Several stores, also of several processes, may work on one folder.
+
+/// Opens a store, and makes its folder if need be.
+/// @param inPath        absolute.
+/// @param outDirectory  the folder under management, for setting limits; the store holds it too.
+/// @param inScanDisk    whether to list in the background what is in the folder. Reads need no scan.
+/// @throws qelcore::filesupport::file_exception  if the folder cannot be made, or its volume does not
+///                                               answer; then outDirectory is untouched.
+RK_API DataCachePtr CreateDataCacheInFilesystemAndManageDirectory(
+    const qelcore::utility::ImmutableString& inPath,
+    DiskCacheManager::ManagedDirectoryPtr& outDirectory, bool inScanDisk);
+
+/// Puts that wait to be written.
+struct QueuedWrites
+{
+    std::uint64_t count = 0;
+    std::uint64_t bytes = 0; ///< of memory that their buffers hold
+};
+
+/// What waits in a store, or in all stores of a chain: nothing if it writes at once, or is null. The debug
+/// monitor's report "RK.DataCaches" shows the same for each folder. Any thread; takes no time.
+RK_API QueuedWrites GetQueuedWrites(const DataCachePtr& inCache);
 
 } // namespace RK

@@ -4,6 +4,7 @@
 #include <map>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include <boost/make_shared.hpp>
 
@@ -134,6 +135,7 @@ public:
     boost::shared_ptr<ManualExecutor> io = boost::make_shared<ManualExecutor>(4);
     boost::shared_ptr<ManualExecutor> lastCreatedCPU;
     boost::shared_ptr<ManualExecutor> lastCreatedIO;
+    std::vector<boost::shared_ptr<ManualExecutor>> createdIO; // all of them, in their order
 
     qelcore::threads::AsyncExecutorPtr CreateCPUBound() override
     {
@@ -141,7 +143,9 @@ public:
     }
     qelcore::threads::AsyncExecutorPtr CreateIOBound() override
     {
-        return lastCreatedIO = boost::make_shared<ManualExecutor>(4);
+        lastCreatedIO = boost::make_shared<ManualExecutor>(4);
+        createdIO.push_back(lastCreatedIO);
+        return lastCreatedIO;
     }
     qelcore::threads::AsyncExecutorPtr SharedCPUBound() override { return cpu; }
     qelcore::threads::AsyncExecutorPtr SharedIOBound() override { return io; }

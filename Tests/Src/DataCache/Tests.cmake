@@ -8,6 +8,10 @@ rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheBaseTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryAgeTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheIndexTest.cpp)
+rk_add_tests(folder_store_tests LABELS data-caches INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreFolderTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreReadTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreWriteTest.cpp)
 rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheStressTest.cpp)
 rk_add_tests(data_cache_chain_stress_tests LABELS data-caches stress SOURCES

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <boost/shared_ptr.hpp>
+#include <boost/weak_ptr.hpp>
+
+#include "DataCacheInFilesystem.h"
+
+// The jobs of the store in a folder: all that it does with files of items.
+namespace RK
+{
+
+// One read, from the call to its completion: made once, and handed on as a whole.
+struct DataCacheRead
+{
+    boost::weak_ptr<const DataCacheInFilesystem> mStore;
+    DataCache::CacheKey mKey;
+    DataCache::CacheSubKey mSubKey;
+    DataCache::GetItemCompletionFunction mCompletion;
+    qelcore::UTF16String mPath; // empty: not assembled yet
+    // What is delivered, once it was read.
+    qelcore::Result mResult = kResultFailed;
+    DataCache::CacheBuffer mBuffer;
+};
+
+struct DataCacheWrite
+{
+    boost::weak_ptr<const DataCacheInFilesystem> mStore;
+    DataCache::CacheKey mKey;
+    DataCache::CacheSubKey mSubKey;
+    DataCache::CacheBuffer mBuffer; // null for a touch or a removal
+};
+
+/// Items are of 1 byte up to one less than this.
+constexpr std::uint64_t kTooLargeForDataCache = 0x7FFFFFFF;
+
+/// Set, a volume without room for an item is no longer reported as an assertion.
+inline std::atomic<bool> sFreeSpaceAssertionSilenced{false};
+
+void AsyncRead(const boost::shared_ptr<DataCacheRead>& inRead);
+void AsyncWrite(const boost::shared_ptr<DataCacheWrite>& inWrite);
+void AsyncTouch(const boost::shared_ptr<DataCacheWrite>& inTouch);
+void AsyncRemove(const boost::shared_ptr<DataCacheWrite>& inRemoval);
+
+} // namespace RK
