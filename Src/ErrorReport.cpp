@@ -35,8 +35,6 @@ using qelcore::utility::AsciiToUTF16;
 using qelcore::utility::UTF16to8;
 using qelcore::utility::UTF16ToNarrow;
 
-constexpr const char* kLiteralPrefix = "$$$/";
-
 constinit std::atomic<std::int32_t> sEventCounter{0};
 
 constinit const qelcore::debug::CachedDatabaseValue<bool> sDisable("ErrorReport.Disable", false);
