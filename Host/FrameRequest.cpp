@@ -2,15 +2,37 @@
 
 #include <exception>
 
+#include "qelcore/MixHash.h"
 #include "qelcore/Result.h"
 
 namespace RKHost
 {
 
+namespace
+{
+
+qelcore::utility::Guid GuidOf(const std::string& inPath)
+{
+    qelcore::utility::MixHash::HashValue hash{};
+    qelcore::utility::MixHash::MixInData(hash, inPath.data(), inPath.size());
+    return qelcore::utility::MixHash::ToGuid(hash);
+}
+
+FrameResult CancelledResult()
+{
+    FrameResult result;
+    result.mError = "cancelled";
+    result.mCancelled = true;
+    return result;
+}
+
+} // namespace
+
 FrameRequest::FrameRequest(const std::string& inPath, const FrameCache::Key& inKey,
                            FrameCache& inCache, FilePool& inFiles, const ImporterModule& inImporter,
                            const Deliver& inDeliver)
     : mPath(inPath)
+    , mGuid(GuidOf(inPath))
     , mKey(inKey)
     , mCache(inCache)
     , mFiles(inFiles)
@@ -56,7 +78,7 @@ int FrameRequest::ProcessCPU()
     {
         return DeliverFailure(error.what());
     }
-    mDeliver(result);
+    DeliverOnce(result);
     return qelcore::kResult_OK;
 }
 
@@ -74,24 +96,47 @@ int FrameRequest::CancelDuringCPU()
 
 int FrameRequest::CancelDuringIO()
 {
-    mCancelled = true; // whichever step comes next delivers
+    mCancelled = true;
+    // Cancelled alone the request hears nothing more, if its file has been read meanwhile.
+    DeliverCancelled();
     return qelcore::kResult_OK;
+}
+
+void FrameRequest::DuplicateCompleted(const RK::DecodeRequestPtr& inPrimary, int)
+{
+    DeliverOnce(static_cast<const FrameRequest&>(*inPrimary).Result());
+}
+
+void FrameRequest::DeliverOnce(const FrameResult& inResult)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (mDelivered)
+            return;
+        mDelivered = true;
+        mResult = inResult;
+    }
+    mDeliver(inResult);
+}
+
+// A request that was taken out of its I/O may retire before it is told of the cancel.
+FrameResult FrameRequest::Result() const
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return mDelivered ? mResult : CancelledResult();
 }
 
 int FrameRequest::DeliverFailure(const std::string& inError)
 {
     FrameResult result;
     result.mError = inError;
-    mDeliver(result);
+    DeliverOnce(result);
     return qelcore::kResult_GeneralFailure;
 }
 
 int FrameRequest::DeliverCancelled()
 {
-    FrameResult result;
-    result.mError = "cancelled";
-    result.mCancelled = true;
-    mDeliver(result);
+    DeliverOnce(CancelledResult());
     return RK::kDecodeErrorRequestCancelled;
 }
 

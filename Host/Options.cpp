@@ -60,6 +60,8 @@ constexpr PlayOption kPlayOptions[] = {
     {"--no-monitor", kPlays, false, [](const Given&, Options& o) { o.mMonitored = false; }},
     {"--contact-sheet", BitOf(Word::kPlay), true,
      [](const Given& g, Options& o) { o.mContactSheet = g.Text("the name of a file"); }},
+    {"--scrub", BitOf(Word::kPlay), true,
+     [](const Given& g, Options& o) { o.mScrubSeed = g.Count(1); }},
     {"--pid", BitOf(Word::kMonitor), true,
      [](const Given& g, Options& o) { o.mProcess = g.Count(1); }},
     {"--interval", BitOf(Word::kMonitor), true,
@@ -193,6 +195,8 @@ Options of play and monitor:
   --no-monitor           lets no "monitor --pid" look at it
 Options of play:
   --contact-sheet FILE   writes a picture (PNG) of up to 24 frames, evenly spaced
+  --scrub SEED           asks for frames as somebody who drags the playhead to and fro would: the same
+                         one many times, which is decoded once. SEED, from 1, makes the order
 Options of monitor:
   --interval S           seconds between two reports (1)
   --count N              ends after N reports

@@ -44,6 +44,7 @@ struct Options
 
     // play
     std::string mContactSheet; ///< empty: none
+    int mScrubSeed = 0;        ///< of the order in which frames are asked for; 0: their own
 
     // monitor
     int mProcess = 0;            ///< the process that is looked at; 0: this one, which plays

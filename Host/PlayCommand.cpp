@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 
+#include "FrameErrors.h"
 #include "MemorySettings.h"
 #include "MonitorChannel.h"
 #include "MonitorCommand.h"
@@ -36,10 +37,14 @@ public:
 
     ExitCode Run()
     {
+        ClearFrameErrors();
         WriteOut(mPlayback.Title());
         const PlayedFigures played = mPlayback.PlayPasses();
         std::cerr << mPlayback.Failures().Rest();
         WriteOut("\n" + SummaryTable(Figures(played)));
+        const std::string errors = MergedFrameErrors();
+        if (!errors.empty())
+            WriteOut("\n" + errors);
         if (!mOptions.mContactSheet.empty())
         {
             mPlayback.WriteContactSheet(mOptions.mContactSheet);
@@ -60,6 +65,7 @@ private:
         figures.mReserveBytes = mOptions.mReserveBytes;
         figures.mPurgedBytes = cache.BytesPurged();
         figures.mPeakResidentBytes = PeakResidentBytes();
+        figures.mQueue = mPlayback.QueueCounters();
         figures.mFilesOpen = mPlayback.FilesKeptOpen();
         figures.mGrant = mSettings.Grant();
         figures.mPolicies = RK::MM::GetPolicyReport();

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <iostream>
-#include <numeric>
 
 #include "Checksum.h"
+#include "FrameErrors.h"
 #include "HostError.h"
+#include "ScrubOrder.h"
 #include "Stopwatch.h"
 
 namespace RKHost
@@ -137,6 +138,7 @@ std::string FailureReport::Note(int inFrame, const std::string& inError)
     const bool isNew = mTold.insert(inFrame).second;
     if (!isNew || Count() > kMostLines)
         return std::string();
+    ReportFrameError(mSequence.FramePath(inFrame), inFrame, mImporter, inError);
     return "rkhost: " + mSequence.FramePath(inFrame) + ": " + inError + "\n";
 }
 
@@ -151,12 +153,13 @@ Playback::Playback(const Options& inOptions, EventLoop& ioLoop, IPassDisplay& io
     : mMostPasses(inOptions.mPasses)
     , mMostSeconds(inOptions.mSeconds)
     , mEveryByte(inOptions.mEveryByte)
+    , mScrubSeed(inOptions.mScrubSeed)
     , mDisplay(ioDisplay)
     , mImporter(ImporterModule::Load())
     , mSequence(SequenceOf(inOptions))
     , mFrameCount(FramesToPlay(inOptions, mSequence))
     , mPlayer(mSequence, mFrameCount, mCache, mFiles, mImporter, ioLoop, inOptions.mFramesPerSecond)
-    , mFailures(mSequence)
+    , mFailures(mSequence, mImporter.Name())
     , mChecksums(static_cast<std::size_t>(mFrameCount))
 {
 }
@@ -184,8 +187,8 @@ bool Playback::WantsPass(int inPlayed, double inSeconds) const
 
 PassFigures Playback::PlayPass(const std::string& inName)
 {
-    std::vector<int> all(static_cast<std::size_t>(mFrameCount));
-    std::iota(all.begin(), all.end(), 0);
+    const std::vector<int> all =
+        mScrubSeed != 0 ? ScrubOrder(mFrameCount, mScrubSeed) : StraightOrder(mFrameCount);
     PassAudience audience(inName, mFrameCount, mEveryByte, mCache, mChecksums, mFailures, mDisplay);
     try
     {

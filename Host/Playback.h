@@ -17,12 +17,13 @@
 namespace RKHost
 {
 
-// Tells of frames that failed: each one once, and only so many.
+// Tells of frames that failed: each one once, and only so many, which it reports as errors too.
 class FailureReport
 {
 public:
-    explicit FailureReport(const Sequence& inSequence)
+    FailureReport(const Sequence& inSequence, const std::string& inImporter)
         : mSequence(inSequence)
+        , mImporter(inImporter)
     {
     }
 
@@ -37,6 +38,7 @@ private:
     static constexpr int kMostLines = 20;
 
     const Sequence& mSequence;
+    const std::string mImporter;
     std::set<int> mTold;
 };
 
@@ -56,6 +58,7 @@ public:
     const FrameCache& Cache() const { return mCache; }
     std::size_t FilesKeptOpen() const { return mFiles.OpenCount(); }
     const FailureReport& Failures() const { return mFailures; }
+    RK::DecodeQueueCounters QueueCounters() const { return mPlayer.QueueCounters(); }
 
     /// Plays every frame once or more often, as the options say.
     /// @throw Interrupted; what is thrown from within the loop.
@@ -70,6 +73,7 @@ private:
     const int mMostPasses;     ///< 0: no limit
     const double mMostSeconds; ///< 0: no limit
     const bool mEveryByte;
+    const int mScrubSeed; ///< 0: frames are played in their order
     IPassDisplay& mDisplay;
     const ImporterModule mImporter;
     const Sequence mSequence;

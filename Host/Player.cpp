@@ -36,7 +36,7 @@ Player::Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache
 {
     const qelcore::threads::AsyncExecutorPtr executor = qelcore::threads::GetCPUBoundExecutor();
     // One decode a thread, and a second file a thread that is read or waits to be decoded.
-    mQueue = RK::CreateDecodeQueue(executor, -1, -2, false);
+    mQueue = RK::CreateIdentifiedDecodeQueue(executor, -1, -2, false);
     mSeats.resize(static_cast<std::size_t>(executor->GetParallelism()) * kReadAheadPerThread);
     mReadAhead = mSeats.size();
     mInfos.resize(static_cast<std::size_t>(inFrameCount));
@@ -48,7 +48,7 @@ Player::~Player()
 {
     // Requests that have delivered may still be leaving the queue, with references to files' bytes.
     qelcore::threads::GetIOBoundExecutor()->Flush();
-    mQueue->FlushAllRequests();
+    mQueue->FlushAllIdentifiedRequests();
 }
 
 void Player::Play(const std::vector<int>& inFrames, IAudience& ioAudience)
@@ -85,6 +85,13 @@ void Player::LimitReadAhead(std::uint64_t inBudgetBytes)
     mReadAhead = std::clamp<std::size_t>(room, kLeastReadAhead, mSeats.size());
 }
 
+RK::DecodeQueueCounters Player::QueueCounters() const
+{
+    RK::DecodeQueueCounters counters;
+    RK::GetDecodeQueueCounters(*mQueue, counters);
+    return counters;
+}
+
 void Player::AwaitTurn()
 {
     if (mFrameNanoseconds == 0)
@@ -117,8 +124,8 @@ void Player::Ask(int inFrame, Seat& outSeat)
                                                   { Deliver(inFrame, seat, inResult); }, 0);
     };
     ++mUnderWay;
-    mQueue->QueueRequest(boost::make_shared<FrameRequest>(mSequence.FramePath(inFrame), mKeys[at],
-                                                          mCache, mFiles, mImporter, deliver));
+    mQueue->QueueIdentifiedRequest(boost::make_shared<FrameRequest>(
+        mSequence.FramePath(inFrame), mKeys[at], mCache, mFiles, mImporter, deliver));
 }
 
 void Player::Deliver(int inFrame, Seat* outSeat, const FrameResult& inResult)
@@ -156,7 +163,7 @@ void Player::Show(int inFrame, Seat& ioSeat, IAudience& ioAudience)
 
 void Player::CancelAll()
 {
-    mQueue->TryToCancelAllRequests();
+    mQueue->TryToCancelAllQueuedIdentifiedRequests();
     // Each request delivers, cancelled or not, and until then it refers to a seat.
     while (mUnderWay > 0)
         mLoop.WaitAndRun();

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include <RiverKit/RKDecodeQueue.h>
+#include <RiverKit/RKDecodeQueueCounters.h>
+#include <RiverKit/RKIdentifiedDecodeQueue.h>
 
 #include "EventLoop.h"
 #include "FilePool.h"
@@ -29,7 +30,8 @@ public:
 
 // Plays frames as an application would: in order, with some frames asked for ahead of the one that is
 // shown, as long as those take no more than a quarter of the cache's budget. Each frame is looked for
-// in the cache, and a miss goes through the decode queue.
+// in the cache, and a miss goes through the decode queue, where frames that are asked for again before they
+// have come join the first request.
 //
 // Threads  The main thread only, which the player keeps running meanwhile.
 class Player
@@ -44,6 +46,8 @@ public:
     /// @throw Interrupted; and what the audience throws, once nothing is under way any more.
     void Play(const std::vector<int>& inFrames, IAudience& ioAudience);
 
+    /// What the decode queue has done so far.
+    RK::DecodeQueueCounters QueueCounters() const;
     /// Frames that are asked for ahead of the one that is shown, at the most.
     std::size_t ReadAhead() const { return mReadAhead; }
     /// Fits it to a budget, by the largest frame so far; Play does so by itself.
@@ -72,7 +76,7 @@ private:
     EventLoop& mLoop;
     const std::uint64_t mFrameNanoseconds; ///< between two frames; 0: none
     std::uint64_t mNextTurn = 0;           ///< when the next frame may be shown
-    RK::DecodeQueuePtr mQueue;
+    RK::IdentifiedDecodeQueuePtr mQueue;
     std::vector<FrameCache::Key> mKeys; ///< by frame
     std::vector<RKImageInfo> mInfos;    ///< by frame; layout none as long as it was not decoded
     std::vector<Seat> mSeats;           ///< a ring, by position in the pass

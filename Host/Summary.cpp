@@ -79,6 +79,13 @@ std::string OriginOf(std::uint64_t inBudget, const GrantFigures& inGrant)
     return "what the machine allows"; // or the grant has changed this very moment
 }
 
+// Requests that joined another one for the same frame cost nothing.
+std::string QueueRows(const RK::DecodeQueueCounters& inQueue)
+{
+    return Row("requests decoded", std::to_string(inQueue.activeCPU.entered)) +
+           Row("requests joined", std::to_string(inQueue.parked.entered));
+}
+
 // Where the budget comes from, and what was taken out of it.
 std::string BudgetRows(const SummaryFigures& inFigures)
 {
@@ -131,7 +138,8 @@ void PlayedFigures::Add(const PassFigures& inPass)
 
 std::string SummaryTable(const SummaryFigures& inFigures)
 {
-    return PassRows(inFigures.mPlayed) + Row("cache size", MemoryText(inFigures.mCacheBytes)) +
+    return PassRows(inFigures.mPlayed) + QueueRows(inFigures.mQueue) +
+           Row("cache size", MemoryText(inFigures.mCacheBytes)) +
            Row("file buffers", MemoryText(inFigures.mFileBufferBytes)) + BudgetRows(inFigures) +
            Row("purged", MemoryText(inFigures.mPurgedBytes)) +
            Row("files kept open", std::to_string(inFigures.mFilesOpen)) +

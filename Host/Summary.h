@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <RiverKit/RKDecodeQueueCounters.h>
 #include <RiverKit/RKMediaManager.h>
 
 #include "MemorySettings.h"
@@ -46,6 +47,7 @@ struct SummaryFigures
     std::uint64_t mPurgedBytes = 0;
     std::uint64_t mPeakResidentBytes = 0;
     std::uint64_t mFilesOpen = 0;
+    RK::DecodeQueueCounters mQueue;
     GrantFigures mGrant;
     std::vector<RK::MM::PolicyRecord> mPolicies;
 };

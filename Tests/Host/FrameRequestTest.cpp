@@ -99,12 +99,12 @@ TEST_F(FrameRequestTest, CancelledBetweenTheStagesItDeliversAtOnce)
     EXPECT_TRUE(mResults[0].mCancelled);
 }
 
-TEST_F(FrameRequestTest, CancelledBeforeItsIOItReadsNothing)
+TEST_F(FrameRequestTest, CancelledBeforeItsIOItDeliversAtOnceAndReadsNothing)
 {
     const auto request = MakeRequest(mGood);
 
     EXPECT_GE(request->CancelDuringIO(), 0);
-    EXPECT_TRUE(mResults.empty()) << "the I/O stage delivers";
+    EXPECT_EQ(1u, mResults.size()) << "the queue may tell it nothing more";
     EXPECT_LT(RunIO(*request), 0);
 
     ASSERT_EQ(1u, mResults.size());
@@ -129,6 +129,47 @@ TEST_F(FrameRequestTest, CancelledDuringItsCPUStageItSaysThatItCouldNotBe)
     const auto request = MakeRequest(mGood);
     RunIO(*request);
     EXPECT_LT(request->CancelDuringCPU(), 0);
+}
+
+TEST_F(FrameRequestTest, RequestsForTheSameFileAreTheSameWork)
+{
+    EXPECT_EQ(MakeRequest(mGood)->GetGuid(), MakeRequest(mGood)->GetGuid());
+    EXPECT_NE(MakeRequest(mGood)->GetGuid(), MakeRequest(mFolder.Path("f0002.png"))->GetGuid());
+}
+
+TEST_F(FrameRequestTest, ADuplicateDeliversWhatThePrimaryHasDecoded)
+{
+    const auto primary = MakeRequest(mGood);
+    const auto duplicate = MakeRequest(mGood);
+    RunIO(*primary);
+    const int status = primary->ProcessCPU();
+
+    duplicate->DuplicateCompleted(primary, status);
+    duplicate->DuplicateCompleted(primary, status);
+
+    ASSERT_EQ(2u, mResults.size());
+    EXPECT_EQ(mResults[0].mFrame.mPixels, mResults[1].mFrame.mPixels);
+    EXPECT_EQ("", mResults[1].mError);
+}
+
+TEST_F(FrameRequestTest, ADuplicateDeliversThePrimarysFailure)
+{
+    const std::string missing = mFolder.Path("f0002.png");
+    const auto primary = MakeRequest(missing);
+    const int status = RunIO(*primary);
+
+    MakeRequest(missing)->DuplicateCompleted(primary, status);
+
+    ASSERT_EQ(2u, mResults.size());
+    EXPECT_EQ("No such file or directory", mResults[1].mError);
+}
+
+TEST_F(FrameRequestTest, ADuplicateOfAPrimaryThatNobodyHasToldYetIsCancelled)
+{
+    MakeRequest(mGood)->DuplicateCompleted(MakeRequest(mGood), RK::kDecodeErrorRequestCancelled);
+
+    ASSERT_EQ(1u, mResults.size());
+    EXPECT_TRUE(mResults[0].mCancelled);
 }
 
 } // namespace

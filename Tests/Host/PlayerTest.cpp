@@ -2,6 +2,7 @@
 #include "Player.h"
 
 #include <csignal>
+#include <future>
 #include <limits>
 #include <numeric>
 #include <stdexcept>
@@ -14,6 +15,8 @@
 #include "HostError.h"
 #include "HostFixture.h"
 #include "Stopwatch.h"
+#include "qelcore/AsyncExecutor.h"
+#include "qelcore/MainThread.h"
 
 namespace RKHostTests
 {
@@ -83,6 +86,30 @@ TEST_F(PlayerTest, FramesComeInTheOrderAskedForAndOnlyOnce)
     EXPECT_EQ(0, recorder.mHits);
     EXPECT_EQ(1536u * kFrames, mCache.BytesHeld());
     EXPECT_EQ(0u, mCache.BytesPurged());
+}
+
+TEST_F(PlayerTest, AFrameThatIsAskedForAgainBeforeItHasComeIsDecodedOnce)
+{
+    const RKHost::Sequence sequence = RKHost::Sequence::FromExampleFile(mFirst);
+    RKHost::Player player(sequence, kFrames, mCache, mFiles, mImporter, mLoop);
+    ASSERT_GE(player.ReadAhead(), 4u);
+    // Nothing is read before the player has asked for all it may and waits.
+    const auto io = qelcore::threads::GetIOBoundExecutor();
+    std::promise<void> asked;
+    const std::shared_future<void> wait = asked.get_future().share();
+    for (int thread = 0; thread < io->GetParallelism(); ++thread)
+        io->Post([wait] { wait.wait(); }, 0);
+    qelcore::threads::AsyncCallFromMainThread([&asked] { asked.set_value(); }, 0);
+    const std::vector<int> frames = {3, 3, 4, 3};
+    Recorder recorder;
+
+    player.Play(frames, recorder);
+
+    EXPECT_EQ(frames, recorder.mFrames);
+    EXPECT_EQ(0, recorder.mHits);
+    EXPECT_EQ(2u, player.QueueCounters().activeCPU.entered);
+    EXPECT_EQ(2u, player.QueueCounters().parked.entered);
+    EXPECT_EQ(2 * 1536u, mCache.BytesHeld());
 }
 
 TEST_F(PlayerTest, WhatWasPurgedIsDecodedAgain)

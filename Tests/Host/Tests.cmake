@@ -6,10 +6,10 @@ if(TARGET rkhost)
     SOURCES ${here}/CacheManageOptionsTest.cpp ${here}/ChecksumTest.cpp ${here}/CommandLineTest.cpp
             ${here}/EventLoopTest.cpp ${here}/FilePoolTest.cpp
             ${here}/FrameRequestTest.cpp ${here}/MonitorChannelTest.cpp ${here}/OptionsTest.cpp
-            ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp
+            ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp ${here}/ScrubOrderTest.cpp
             ${here}/SummaryTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
-    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp
+    SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp ${here}/RkhostScrubTest.cpp
             ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
