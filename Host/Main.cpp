@@ -21,6 +21,7 @@
 #include "Options.h"
 #include "PlayCommand.h"
 #include "Player.h"
+#include "VRCommand.h"
 
 namespace
 {
@@ -51,6 +52,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunCache(inOptions.mLines, loop);
     case Word::kConvert:
         return RunConvert(inOptions.mLines);
+    case Word::kVR:
+        return RunVR(inOptions.mLines);
     default:
         return RunInfo();
     }

@@ -79,9 +79,9 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},       {"monitor", Word::kMonitor},   {"balance", Word::kBalance},
-    {"console", Word::kConsole}, {"cache", Word::kCache},       {"convert", Word::kConvert},
-    {"info", Word::kInfo},       {"--version", Word::kVersion},
+    {"play", Word::kPlay},       {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
+    {"console", Word::kConsole}, {"cache", Word::kCache},     {"convert", Word::kConvert},
+    {"vr", Word::kVR},           {"info", Word::kInfo},       {"--version", Word::kVersion},
 };
 
 Word WordOf(const std::string& inName)
@@ -142,7 +142,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
 {
     Options options;
     const std::string word = inArguments.empty() ? std::string() : inArguments[0];
-    if (word != "cache" && word != "convert" && AsksForHelp(inArguments))
+    if (word != "cache" && word != "convert" && word != "vr" && AsksForHelp(inArguments))
         return options;
     if (inArguments.empty())
         Refuse("rkhost", "what is to be done?");
@@ -151,7 +151,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
     if ((BitOf(options.mWord) & kAll) != 0)
         ParsePlayed(rest, options);
     else if (options.mWord == Word::kConsole || options.mWord == Word::kCache ||
-             options.mWord == Word::kConvert)
+             options.mWord == Word::kConvert || options.mWord == Word::kVR)
         options.mLines = rest;
     else if (!rest.empty())
         Refuse("rkhost", word + " takes no arguments");
@@ -170,6 +170,7 @@ const char* HelpText()
   rkhost console [LINE...]          runs console commands; without arguments from standard input
   rkhost cache VERB ...             works with cache folders; "rkhost cache --help" tells how
   rkhost convert KIND VALUE         what a value of the plug-in SDK is for the library, and back
+  rkhost vr show|set ...            what a file of VR text says, and changes of it
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 

@@ -15,6 +15,7 @@ enum class Word
     kConsole,
     kCache,
     kConvert,
+    kVR,
     kInfo,
     kHelp,
     kVersion,
