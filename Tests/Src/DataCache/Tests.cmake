@@ -16,3 +16,9 @@ rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheStressTest.cpp)
 rk_add_tests(data_cache_chain_stress_tests LABELS data-caches stress SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheChainStressTest.cpp)
+rk_add_tests(data_cache_real_tests LABELS data-caches real LIBRARIES rk_faulty_mount_support SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/RealDataCacheFaultsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RealDataCacheMachineCrashTest.cpp)
+rk_add_tests(data_cache_real_stress_tests LABELS data-caches real stress SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/RealDataCacheKillTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RealDataCacheProcessesTest.cpp)
