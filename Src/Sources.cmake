@@ -37,6 +37,7 @@ target_sources(RiverKit PRIVATE
   Src/DecodeQueueCounters.cpp
   Src/DecodeQueueMonitor.cpp
   Src/IdentifiedDecodeQueue.cpp
+  Src/MainLoopFolderEvents.cpp
   Src/StillSequence.cpp
   Src/VRViewerTypes.cpp
   Src/SDKSupport/ModuleStressTester.cpp

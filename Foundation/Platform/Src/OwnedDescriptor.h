@@ -25,6 +25,13 @@ public:
         : mDescriptor(ioOther.Take())
     {
     }
+    /// Closes what was here.
+    OwnedDescriptor& operator=(OwnedDescriptor&& ioOther) noexcept
+    {
+        const OwnedDescriptor before(mDescriptor);
+        mDescriptor = ioOther.Take();
+        return *this;
+    }
     OwnedDescriptor(const OwnedDescriptor&) = delete;
     OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
 
