@@ -20,7 +20,7 @@ bool AreWithin(const double* inNumbers, std::size_t inCount, double inLeast, dou
 {
     std::size_t outside = 0;
     for (std::size_t i = 0; i < inCount; ++i)
-        outside += (inNumbers[i] >= inLeast) & (inNumbers[i] <= inMost) ? 0u : 1u;
+        outside += ((inNumbers[i] >= inLeast) & (inNumbers[i] <= inMost)) ? 0u : 1u;
     return outside == 0;
 }
 
