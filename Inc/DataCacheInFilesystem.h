@@ -11,6 +11,7 @@
 #include "DataCacheBase.h"
 #include "DataCacheItemIndex.h"
 #include "DataCacheQueuedWrites.h"
+#include "DataCacheWriter.h"
 #include "RKDiskCacheManager.h"
 #include "qelcore/AsyncExecutor.h"
 #include "qelcore/AtomicInt.h"
@@ -97,6 +98,8 @@ public:
     // For the jobs.
 
     DataCacheFolder& Folder() const noexcept { return *mFolder; }
+    /// Only for those of mWriteExecutor.
+    DataCacheWriter& Writer() const noexcept { return mWriter; }
     bool PostCompletion(const qelcore::threads::AsyncExecutor::Callable& inCall) const
     {
         return mCompletionExecutor->Post(inCall, 0);
@@ -111,6 +114,7 @@ private:
     void StopAndRelease(qelcore::threads::AsyncExecutorPtr& ioExecutor);
 
     const DataCacheFolderPtr mFolder;
+    mutable DataCacheWriter mWriter{*mFolder};
     mutable std::atomic<std::uint32_t> mTransferUnit{0}; // 0: not known yet
     qelcore::threads::AsyncExecutorPtr mCompletionExecutor;
     qelcore::threads::AsyncExecutorPtr mReadExecutor;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include <boost/shared_ptr.hpp>
@@ -35,9 +34,6 @@ struct DataCacheWrite
 
 /// Items are of 1 byte up to one less than this.
 constexpr std::uint64_t kTooLargeForDataCache = 0x7FFFFFFF;
-
-/// Set, a volume without room for an item is no longer reported as an assertion.
-inline std::atomic<bool> sFreeSpaceAssertionSilenced{false};
 
 void AsyncRead(const boost::shared_ptr<DataCacheRead>& inRead);
 void AsyncWrite(const boost::shared_ptr<DataCacheWrite>& inWrite);

@@ -3,13 +3,11 @@
 #include <cstring>
 #include <new>
 
+#include "DataCacheFailures.h"
 #include "DataCacheItemName.h"
 #include "ZOR/File.h"
-#include "qelcore/CachedDatabaseValue.h"
 #include "qelcore/Contract.h"
 #include "qelcore/FileUtils.h"
-#include "qelcore/Localizer.h"
-#include "qelcore/NumberText.h"
 #include "qelcore/Trace.h"
 
 namespace RK
@@ -18,7 +16,6 @@ namespace RK
 using qelcore::Failed;
 using qelcore::Result;
 using qelcore::UTF16String;
-using qelcore::filesupport::file_exception;
 using qelcore::utility::RecycledMemory;
 using qelcore::utility::RecycledMemoryPtr;
 namespace FileUtils = qelcore::utility::FileUtils;
@@ -29,33 +26,7 @@ namespace
 constexpr char kCategory[] = "DataCacheInFilesystem";
 constexpr char kSourcePath[] = "Src/DataCacheInFilesystem";
 
-// Whether an item is on the disk before it gets its name, so that a crash of the machine, too, leaves
-// whole files or none.
-constinit qelcore::debug::CachedDatabaseValue<bool>
-    sSyncBeforeMove("RK.DataCacheInFilesystem.SyncBeforeMove", true);
-
 using StorePtr = boost::shared_ptr<const DataCacheInFilesystem>;
-
-void TraceFailure(const file_exception& inFailure)
-{
-    UTF16String text = qelcore::config::Localizer::Get().GetText(inFailure.what());
-    qelcore::utility::ReplaceInString(text, u"@0", inFailure.FullPath());
-    RK_TRACE(kCategory, 5, text);
-}
-
-/// Does the work of a job; what the file layer raises ends it.
-template <class Work>
-void Guarded(const Work& inWork)
-{
-    try
-    {
-        inWork();
-    }
-    catch (const file_exception& failure)
-    {
-        TraceFailure(failure);
-    }
-}
 
 template <class Request>
 bool AssemblePath(const StorePtr& inStore, const Request& inRequest, UTF16String& outPath)
@@ -160,116 +131,6 @@ bool ReadItem(const StorePtr& inStore, const boost::shared_ptr<DataCacheRead>& i
     return true;
 }
 
-// Writing.
-
-// One write less in the queue, however the job ends.
-class WriteEnds
-{
-public:
-    WriteEnds(DataCacheFolder& inFolder, std::size_t inBytes)
-        : mFolder(inFolder)
-        , mBytes(inBytes)
-    {
-    }
-    ~WriteEnds()
-    {
-        mFolder.mBytesInQueue -= mBytes;
-        --mFolder.mWritesInQueue;
-    }
-    WriteEnds(const WriteEnds&) = delete;
-    WriteEnds& operator=(const WriteEnds&) = delete;
-
-private:
-    DataCacheFolder& mFolder;
-    const std::size_t mBytes;
-};
-
-// A temporary file that goes at the end, unless it has become an item.
-class TempFile
-{
-public:
-    TempFile() = default;
-    ~TempFile()
-    {
-        mFile.Close();
-        if (!mPath.empty())
-            ZOR::File::Delete(mPath);
-    }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-
-    /// Makes it beside an item. The folder is looked at only when that fails: it may have been deleted.
-    bool Create(const UTF16String& inItemPath, const UTF16String& inFolder)
-    {
-        Result result = mFile.CreateTemp(inItemPath, mPath);
-        if (result == ZOR::kFileResult_NotFound || result == ZOR::kFileResult_NotDirectory)
-        {
-            FileUtils::EnsureDirectoryExists(inFolder);
-            result = mFile.CreateTemp(inItemPath, mPath);
-        }
-        return !Failed(result);
-    }
-    /// Asks the volume through the open file, which takes no thread of its own, as by a path it does.
-    bool HasRoomFor(std::size_t inBytes, const UTF16String& inFolder)
-    {
-        std::uint64_t freeSpace = 0;
-        if (Failed(mFile.GetVolumeFreeSpace(freeSpace)))
-            freeSpace = FileUtils::GetVolumeFreeSpace(inFolder);
-        return freeSpace > inBytes;
-    }
-    bool Write(const RecycledMemory& inBuffer)
-    {
-        std::size_t written = 0;
-        Result result = mFile.Write(inBuffer.Data(), inBuffer.Size(), written);
-        if (!Failed(result) && sSyncBeforeMove.Get())
-            result = mFile.SyncBytes();
-        return !Failed(mFile.Close()) && !Failed(result);
-    }
-    Result MoveTo(const UTF16String& inItemPath)
-    {
-        const Result result = ZOR::File::Move(mPath, inItemPath);
-        if (!Failed(result))
-            mPath.clear();
-        return result;
-    }
-
-private:
-    ZOR::File mFile;
-    UTF16String mPath;
-};
-
-void ReportNoRoom()
-{
-    if (!sFreeSpaceAssertionSilenced)
-        qelcore::debug::BreakAfterAssertDialog("freeSpace>inBuffer->Size()", kSourcePath,
-                                               __PRETTY_FUNCTION__, __LINE__);
-}
-
-/// Writes an item that is not there yet: one that is there stays as it is.
-void WriteItem(const StorePtr& inStore, const DataCacheWrite& inWrite)
-{
-    UTF16String path;
-    if (!AssemblePath(inStore, inWrite, path) || FileUtils::FileExists(path))
-        return;
-    DataCacheFolder& folder = inStore->Folder();
-    TempFile temp;
-    if (!temp.Create(path, folder.mPath))
-        return;
-    if (!temp.HasRoomFor(inWrite.mBuffer->Size(), folder.mPath))
-    {
-        ReportNoRoom();
-        return;
-    }
-    if (!temp.Write(*inWrite.mBuffer))
-        return;
-    const Result moved = temp.MoveTo(path);
-    if (!Failed(moved) || moved == ZOR::kFileResult_AlreadyExists)
-        folder.Add(inWrite.mKey, inWrite.mSubKey);
-    else
-        RK_TRACE(kCategory, 5,
-                 "Unexpected error while moving cache file: " << qelcore::debug::Hex(moved));
-}
-
 } // namespace
 
 void AsyncRead(const boost::shared_ptr<DataCacheRead>& inRead)
@@ -288,11 +149,8 @@ void AsyncRead(const boost::shared_ptr<DataCacheRead>& inRead)
 
 void AsyncWrite(const boost::shared_ptr<DataCacheWrite>& inWrite)
 {
-    const StorePtr store = inWrite->mStore.lock();
-    if (!store)
-        return;
-    const WriteEnds ends(store->Folder(), inWrite->mBuffer->Size());
-    Guarded([&] { WriteItem(store, *inWrite); });
+    if (const StorePtr store = inWrite->mStore.lock())
+        store->Writer().Write(*inWrite);
 }
 
 void AsyncTouch(const boost::shared_ptr<DataCacheWrite>& inTouch)
@@ -301,7 +159,8 @@ void AsyncTouch(const boost::shared_ptr<DataCacheWrite>& inTouch)
     UTF16String path;
     if (!store || !AssemblePath(store, *inTouch, path))
         return;
-    Guarded(
+    store->Writer().Finish();
+    CatchingFileFailures(
         [&]
         {
             if (!FileUtils::FileExists(path))
@@ -317,6 +176,7 @@ void AsyncRemove(const boost::shared_ptr<DataCacheWrite>& inRemoval)
     UTF16String path;
     if (!store || !AssemblePath(store, *inRemoval, path))
         return;
+    store->Writer().Finish();
     store->RemoveItemFromKeyToSubKeysMap(inRemoval->mKey, inRemoval->mSubKey);
     if (FileUtils::FileExists(path))
         FileUtils::RemoveFile(path);

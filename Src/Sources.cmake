@@ -33,6 +33,7 @@ target_sources(RiverKit PRIVATE
   Src/DataCacheItemName.cpp
   Src/DataCacheJobs.cpp
   Src/DataCacheReport.cpp
+  Src/DataCacheWriter.cpp
   Src/DecodeQueue.cpp
   Src/DecodeQueueCounters.cpp
   Src/DecodeQueueMonitor.cpp

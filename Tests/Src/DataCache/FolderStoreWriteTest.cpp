@@ -264,8 +264,8 @@ TEST_F(FolderStoreWriteTest, QueuedWritesAreCountedWithTheirBytesUntilTheyAreDon
     Touch("a", "b");
     Remove("a", "d");
     EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 2u);
-    mWrites->RunOne();
-    EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 1u);
+    mWrites->RunOne(); // written, and waits for its name together with the other
+    EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 2u);
     EXPECT_EQ(RK::GetQueuedWrites(mStore).bytes, 6u);
     Write();
     EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 0u);
@@ -409,13 +409,88 @@ TEST_F(FolderStoreWriteTest, TheLastReferenceMayGoWhileAJobRuns)
     const boost::weak_ptr<DataCache> watched = mStore;
     mFiles.onWrite = [&] { mStore.reset(); };
     Put("a", "b", "text");
-    Put("a", "c", "text");
-    const boost::shared_ptr<ManualExecutor> writes = mWrites;
-    writes->RunOne();
+    mWrites->RunOne();
     EXPECT_TRUE(watched.expired());
     EXPECT_TRUE(mFiles.Has("/c/a.b.rkdc"));
-    writes->RunQueued();
-    EXPECT_FALSE(mFiles.Has("/c/a.c.rkdc"));
+}
+
+TEST_F(FolderStoreWriteTest, WhatIsBegunWhenTheStoreGoesIsLostWithoutATrail)
+{
+    Put("a", "b", "text");
+    Put("a", "c", "text");
+    mWrites->RunOne();
+    EXPECT_EQ(FilesInFolder(), 1u);
+    mStore.reset();
+    EXPECT_EQ(FilesInFolder(), 0u);
+    EXPECT_EQ(mFiles.OpenHandles(), 0u);
+    EXPECT_THAT(mTrace.Texts(),
+                ElementsAre("~DataCacheInFilesystem: shutting down but there were still 2 writes "
+                            "in the queue!"));
+}
+
+TEST_F(FolderStoreWriteTest, ItemsThatOthersWaitBehindAreNamedTogetherSixteenAtATime)
+{
+    for (int i = 0; i < 20; ++i)
+        Put("a", std::to_string(i), "text");
+    for (int i = 0; i < 15; ++i)
+        mWrites->RunOne();
+    EXPECT_THAT(ListOf("a"), IsEmpty());
+    EXPECT_EQ(mFiles.OpenHandles(), 15u);
+    mWrites->RunOne();
+    EXPECT_EQ(ListOf("a").size(), 16u);
+    EXPECT_EQ(mFiles.OpenHandles(), 0u);
+    EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 4u);
+    Write();
+    EXPECT_EQ(ListOf("a").size(), 20u);
+    EXPECT_EQ(FilesInFolder(), 20u);
+}
+
+TEST_F(FolderStoreWriteTest, ALotOfBytesIsNamedAtOnceThoughOthersWait)
+{
+    Put("a", "b", std::string(std::size_t{64} << 20, 'x'));
+    Put("a", "c", "text");
+    mWrites->RunOne();
+    EXPECT_THAT(ListOf("a"), ElementsAre("b"));
+}
+
+TEST_F(FolderStoreWriteTest, OneThatCannotBeSyncedIsDroppedAndThoseBesideItAreKept)
+{
+    int opened = 0;
+    mFiles.onOpen = [&](const std::string& inPath)
+    {
+        if (++opened == 2)
+            mFiles.Fail(FileOperation::kSyncBytes, inPath, EIO);
+    };
+    for (const char* subKey : {"1", "2", "3"})
+        Put("a", subKey, "text");
+    Write();
+    EXPECT_THAT(ListOf("a"), ElementsAre("3", "1"));
+    EXPECT_EQ(FilesInFolder(), 2u);
+}
+
+TEST_F(FolderStoreWriteTest, ATouchOfAnItemThatWaitsForItsNameFindsIt)
+{
+    Put("a", "b", "text");
+    Put("a", "c", "text");
+    Touch("a", "b");
+    mWrites->RunOne();
+    Write();
+    EXPECT_THAT(mFiles.Done(), testing::Contains("touch /c/a.b.rkdc"));
+    EXPECT_THAT(ListOf("a"), ElementsAre("c", "b"));
+}
+
+TEST_F(FolderStoreWriteTest, AnItemThatIsIgnoredLeavesNobodyWaiting)
+{
+    mFiles.AddFile("/c/a.c.rkdc", "there");
+    Put("a", "b", "text");
+    Put("a", "c", "text");
+    Write();
+    EXPECT_TRUE(mFiles.Has("/c/a.b.rkdc"));
+    Put("a", "d", "text");
+    Put("../a", "c", "text");
+    Write();
+    EXPECT_TRUE(mFiles.Has("/c/a.d.rkdc"));
+    EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 0u);
 }
 
 } // namespace

@@ -11,7 +11,8 @@ rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
 rk_add_tests(folder_store_tests LABELS data-caches INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreFolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreReadTest.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreWriteTest.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreWriteTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ItemIndexTest.cpp)
 rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheStressTest.cpp)
 rk_add_tests(data_cache_chain_stress_tests LABELS data-caches stress SOURCES
@@ -22,3 +23,9 @@ rk_add_tests(data_cache_real_tests LABELS data-caches real LIBRARIES rk_faulty_m
 rk_add_tests(data_cache_real_stress_tests LABELS data-caches real stress SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/RealDataCacheKillTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RealDataCacheProcessesTest.cpp)
+rk_add_tests(folder_store_on_disk_tests LABELS data-caches SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreTest.cpp)
+rk_add_tests(folder_store_stress_tests LABELS data-caches stress SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreStressTest.cpp)
+rk_add_tests(folder_store_large_tests LABELS data-caches real SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/LargestItemTest.cpp)
