@@ -8,6 +8,8 @@ rk_add_tests(DecodeQueueTests LABELS decode-queues SOURCES
 rk_add_tests(DecodeQueueInternalTests LABELS decode-queues INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueInternalsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueModelTest.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueTimesTest.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueTimesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/IdentifiedDecodeQueueModelTest.cpp)
 rk_add_tests(DecodeQueueStressTests LABELS decode-queues stress SOURCES
-  ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueStressTest.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueStressTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/IdentifiedDecodeQueueStressTest.cpp)
