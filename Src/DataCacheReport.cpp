@@ -6,6 +6,7 @@
 
 #include <boost/weak_ptr.hpp>
 
+#include "RKDataCacheChain.h"
 #include "qelcore/DebugMonitor.h"
 #include "qelcore/Mutex.h"
 #include "qelcore/NumberText.h"
@@ -82,6 +83,16 @@ void ShowInDataCacheReport(const DataCacheFolderPtr& inFolder)
 
 QueuedWrites GetQueuedWrites(const DataCachePtr& inCache)
 {
+    if (const auto* const chain = dynamic_cast<const DataCacheChain*>(inCache.get()))
+    {
+        DataCachePtr first, second;
+        chain->GetChainLinks(first, second);
+        QueuedWrites sum = GetQueuedWrites(first);
+        const QueuedWrites more = GetQueuedWrites(second);
+        sum.count += more.count;
+        sum.bytes += more.bytes;
+        return sum;
+    }
     const auto* const queue = dynamic_cast<const IDataCacheWithQueuedWrites*>(inCache.get());
     return queue != nullptr ? queue->GetQueuedWrites() : QueuedWrites();
 }

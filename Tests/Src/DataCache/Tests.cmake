@@ -5,6 +5,7 @@ rk_add_tests(data_cache_tests LABELS data-caches SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheContractTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryTest.cpp)
 rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/ChainOnFolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheBaseTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheInMemoryAgeTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DataCacheIndexTest.cpp)
@@ -29,3 +30,5 @@ rk_add_tests(folder_store_stress_tests LABELS data-caches stress SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreStressTest.cpp)
 rk_add_tests(folder_store_large_tests LABELS data-caches real SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/LargestItemTest.cpp)
+rk_add_tests(data_cache_road_tests LABELS data-caches real SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/RealCacheRoadTest.cpp)
