@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include "CacheFillCommand.h"
+#include "CacheItemCommands.h"
 #include "CacheManageCommand.h"
 #include "CacheManageOptions.h"
 #include "CommandLine.h"
@@ -13,6 +15,15 @@ namespace
 {
 
 constexpr CacheVerb kVerbs[] = {
+    {"get", "get DIR KEY [SUBKEY] [--output FILE]  writes an item to standard output",
+     &CacheGetHelp, &RunCacheGet},
+    {"put", "put DIR KEY [SUBKEY] [--input FILE]   puts an item from standard input", &CachePutHelp,
+     &RunCachePut},
+    {"ls", "ls DIR [KEY]                          lists the items", &CacheListHelp, &RunCacheList},
+    {"rm", "rm DIR KEY [SUBKEY]                   removes an item", &CacheRemoveHelp,
+     &RunCacheRemove},
+    {"fill", "fill DIR [OPTION...]                  puts synthetic items, and tells how fast",
+     &CacheFillHelp, &RunCacheFill},
     {"manage", "manage DIR --extensions .a,.b [OPTION...]  keeps a folder within limits",
      &CacheManageHelp, &RunCacheManage},
 };

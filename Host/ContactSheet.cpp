@@ -24,26 +24,8 @@ struct Color
 constexpr Color kBackground = {{32, 32, 32, 255}};
 constexpr Color kFailure = {{32, 32, 160, 255}};
 
-struct Size
-{
-    std::uint32_t mWidth;
-    std::uint32_t mHeight;
-};
-
-// The largest size of the frame's shape within the limits; never larger than the frame.
-Size Fit(const RKImageInfo& inInfo, std::uint32_t inWidest, std::uint32_t inHighest)
-{
-    const double scale =
-        std::min({1.0, double(inWidest) / inInfo.mWidth, double(inHighest) / inInfo.mHeight});
-    const auto scaled = [scale](std::uint32_t inSide, std::uint32_t inMost)
-    {
-        return static_cast<std::uint32_t>(
-            std::clamp(std::lround(inSide * scale), 1l, long{inMost}));
-    };
-    return {scaled(inInfo.mWidth, inWidest), scaled(inInfo.mHeight, inHighest)};
-}
-
-void Fill(Picture& ioPicture, std::uint32_t inX, std::uint32_t inY, Size inSize, Color inColor)
+void Fill(Picture& ioPicture, std::uint32_t inX, std::uint32_t inY, PictureSize inSize,
+          Color inColor)
 {
     for (std::uint32_t y = inY; y < inY + inSize.mHeight; ++y)
         for (std::uint32_t x = inX; x < inX + inSize.mWidth; ++x)
@@ -82,13 +64,25 @@ std::vector<int> EvenlySpaced(int inCount, int inMost)
     return indexes;
 }
 
+PictureSize Fit(const RKImageInfo& inInfo, std::uint32_t inWidest, std::uint32_t inHighest)
+{
+    const double scale =
+        std::min({1.0, double(inWidest) / inInfo.mWidth, double(inHighest) / inInfo.mHeight});
+    const auto scaled = [scale](std::uint32_t inSide, std::uint32_t inMost)
+    {
+        return static_cast<std::uint32_t>(
+            std::clamp(std::lround(inSide * scale), 1l, long{inMost}));
+    };
+    return {scaled(inInfo.mWidth, inWidest), scaled(inInfo.mHeight, inHighest)};
+}
+
 void ContactSheet::Add(const Frame& inFrame)
 {
     // A cell higher than it is wide beyond this would make the sheet unwieldy.
     constexpr std::uint32_t kHighestCell = kWidestCell * 2;
-    const Size cell =
-        HasFrames() ? Size{mCellWidth, mCellHeight} : Fit(inFrame.mInfo, kWidestCell, kHighestCell);
-    const Size size = Fit(inFrame.mInfo, cell.mWidth, cell.mHeight);
+    const PictureSize cell = HasFrames() ? PictureSize{mCellWidth, mCellHeight}
+                                         : Fit(inFrame.mInfo, kWidestCell, kHighestCell);
+    const PictureSize size = Fit(inFrame.mInfo, cell.mWidth, cell.mHeight);
     mCells.push_back(mImporter.Scale(inFrame, size.mWidth, size.mHeight));
     mCellWidth = cell.mWidth;
     mCellHeight = cell.mHeight;

@@ -11,6 +11,14 @@ namespace RKHost
 /// Indexes of at most inMost of inCount frames, evenly spaced, the first and the last among them.
 std::vector<int> EvenlySpaced(int inCount, int inMost);
 
+struct PictureSize
+{
+    std::uint32_t mWidth;
+    std::uint32_t mHeight;
+};
+/// The largest size of the frame's shape within the limits; never larger than the frame, nor empty.
+PictureSize Fit(const RKImageInfo& inInfo, std::uint32_t inWidest, std::uint32_t inHighest);
+
 // A picture of frames in a grid, with small gaps. A cell is as large as the first frame scaled down to
 // kWidestCell, and a frame of another shape is fitted into it. A frame that failed is a red cell.
 class ContactSheet

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <RiverKit/RKInitializer.h>
 
 #include "BalanceCommand.h"
@@ -84,10 +87,20 @@ ExitCode CheckOutput(ExitCode inCode)
     return written || inCode != kExit_OK ? inCode : kExit_Failure;
 }
 
+// A standard stream that is closed must not become the number of a file that is opened later. What takes
+// its place fails as a closed one does.
+void OccupyClosedStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
 } // namespace
 
 int main(int inCount, char** inArguments)
 {
+    OccupyClosedStreams();
     try
     {
         const std::vector<std::string> arguments(inArguments + 1, inArguments + inCount);

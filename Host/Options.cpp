@@ -62,6 +62,8 @@ constexpr PlayOption kPlayOptions[] = {
      [](const Given& g, Options& o) { o.mContactSheet = g.Text("the name of a file"); }},
     {"--scrub", BitOf(Word::kPlay), true,
      [](const Given& g, Options& o) { o.mScrubSeed = g.Count(1); }},
+    {"--analysis", BitOf(Word::kPlay), true,
+     [](const Given& g, Options& o) { o.mAnalysis = g.Text("the name of a folder"); }},
     {"--pid", BitOf(Word::kMonitor), true,
      [](const Given& g, Options& o) { o.mProcess = g.Count(1); }},
     {"--interval", BitOf(Word::kMonitor), true,
@@ -198,6 +200,8 @@ Options of play:
   --contact-sheet FILE   writes a picture (PNG) of up to 24 frames, evenly spaced
   --scrub SEED           asks for frames as somebody who drags the playhead to and fro would: the same
                          one many times, which is decoded once. SEED, from 1, makes the order
+  --analysis DIR         analyses each frame (luma, mean colour, thumbnail), and keeps that in a cache
+                         folder of at most 1 GiB, from which the next run takes it
 Options of monitor:
   --interval S           seconds between two reports (1)
   --count N              ends after N reports

@@ -46,6 +46,7 @@ struct Options
     // play
     std::string mContactSheet; ///< empty: none
     int mScrubSeed = 0;        ///< of the order in which frames are asked for; 0: their own
+    std::string mAnalysis;     ///< the folder where analyses are kept; empty: none
 
     // monitor
     int mProcess = 0;            ///< the process that is looked at; 0: this one, which plays

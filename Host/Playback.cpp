@@ -124,6 +124,15 @@ int FramesToPlay(const Options& inOptions, const Sequence& inSequence)
     return inOptions.mLimit > 0 ? std::min(inOptions.mLimit, all) : all;
 }
 
+std::unique_ptr<SequenceAnalysis> AnalysisOf(const Options& inOptions, const Sequence& inSequence,
+                                             int inFrameCount, const ImporterModule& inImporter)
+{
+    if (inOptions.mAnalysis.empty())
+        return nullptr;
+    return std::make_unique<SequenceAnalysis>(inOptions.mAnalysis, inSequence, inFrameCount,
+                                              inImporter);
+}
+
 std::string NameOfPass(int inPass)
 {
     if (inPass == 0)
@@ -160,6 +169,7 @@ Playback::Playback(const Options& inOptions, EventLoop& ioLoop, IPassDisplay& io
     , mFrameCount(FramesToPlay(inOptions, mSequence))
     , mPlayer(mSequence, mFrameCount, mCache, mFiles, mImporter, ioLoop, inOptions.mFramesPerSecond)
     , mFailures(mSequence, mImporter.Name())
+    , mAnalysis(AnalysisOf(inOptions, mSequence, mFrameCount, mImporter))
     , mChecksums(static_cast<std::size_t>(mFrameCount))
 {
 }
@@ -192,14 +202,17 @@ PassFigures Playback::PlayPass(const std::string& inName)
     PassAudience audience(inName, mFrameCount, mEveryByte, mCache, mChecksums, mFailures, mDisplay);
     try
     {
-        mPlayer.Play(all, audience);
+        mPlayer.Play(all, mAnalysis ? mAnalysis->BeginPass(audience) : audience);
     }
     catch (...)
     {
         audience.Finish();
         throw;
     }
-    return audience.Finish();
+    PassFigures figures = audience.Finish();
+    if (mAnalysis)
+        figures.mAnalysis = mAnalysis->EndPass();
+    return figures;
 }
 
 void Playback::WriteContactSheet(const std::string& inPath)

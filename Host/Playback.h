@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "Player.h"
 #include "Progress.h"
 #include "Sequence.h"
+#include "SequenceAnalysis.h"
 #include "Summary.h"
 
 namespace RKHost
@@ -82,6 +84,7 @@ private:
     FilePool mFiles;
     Player mPlayer;
     FailureReport mFailures;
+    const std::unique_ptr<SequenceAnalysis> mAnalysis; ///< null: not asked for
     std::vector<std::uint64_t> mChecksums; ///< by frame, from the last time it was played
 };
 

@@ -56,6 +56,34 @@ std::string WarmChecksum(const PlayedFigures& inPlayed)
                                        : std::to_string(inPlayed.mUnlikePasses) + " differ";
 }
 
+std::string MeanColorText(const AnalysisFigures& inFigures)
+{
+    if (inFigures.Count() == 0)
+        return "-";
+    const auto count = static_cast<std::uint64_t>(inFigures.Count());
+    unsigned color[3];
+    for (std::size_t i = 0; i < 3; ++i) // rounded to a step of 8 bits
+        color[i] =
+            static_cast<unsigned>((inFigures.mMeanColorSums[i] + count * 128) / (count * 256));
+    char text[16];
+    std::snprintf(text, sizeof text, "#%02x%02x%02x", color[2], color[1], color[0]);
+    return text;
+}
+
+// Where the analyses came from; nothing if none was asked for.
+std::string AnalysisRows(const AnalysisFigures& inCold, const AnalysisFigures& inWarm)
+{
+    if (inCold.Count() + inCold.mFailed == 0)
+        return std::string();
+    const auto row = [&](const char* inName, int AnalysisFigures::* inCount)
+    { return Row(inName, std::to_string(inCold.*inCount), std::to_string(inWarm.*inCount)); };
+    return row("analysis computed", &AnalysisFigures::mComputed) +
+           row("analysis from memory", &AnalysisFigures::mFromMemory) +
+           row("analysis from disk", &AnalysisFigures::mFromDisk) +
+           row("analysis failed", &AnalysisFigures::mFailed) +
+           Row("mean colour", MeanColorText(inCold), MeanColorText(inWarm));
+}
+
 std::string PassRows(const PlayedFigures& inPlayed)
 {
     const PassFigures& cold = inPlayed.mCold;
@@ -67,7 +95,8 @@ std::string PassRows(const PlayedFigures& inPlayed)
            Row("hit ratio", HitRatio(cold), HitRatio(warm)) +
            Row("errors", std::to_string(cold.mErrors), std::to_string(warm.mErrors)) +
            Row("checksum", ChecksumText(cold.mChecksum), WarmChecksum(inPlayed)) +
-           Row("warm against cold", "", Speedup(inPlayed));
+           Row("warm against cold", "", Speedup(inPlayed)) +
+           AnalysisRows(cold.mAnalysis, warm.mAnalysis);
 }
 
 std::string OriginOf(std::uint64_t inBudget, const GrantFigures& inGrant)
@@ -134,6 +163,7 @@ void PlayedFigures::Add(const PassFigures& inPass)
     mWarm.mErrors += inPass.mErrors;
     mWarm.mSeconds += inPass.mSeconds;
     mWarm.mChecksum = inPass.mChecksum;
+    mWarm.mAnalysis += inPass.mAnalysis;
 }
 
 std::string SummaryTable(const SummaryFigures& inFigures)

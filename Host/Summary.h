@@ -7,6 +7,7 @@
 #include <RiverKit/RKDecodeQueueCounters.h>
 #include <RiverKit/RKMediaManager.h>
 
+#include "AnalysisStore.h"
 #include "MemorySettings.h"
 
 namespace RKHost
@@ -19,6 +20,7 @@ struct PassFigures
     int mErrors = 0;
     double mSeconds = 0;
     std::uint64_t mChecksum = 0; ///< of all frames in their order
+    AnalysisFigures mAnalysis;   ///< nothing if none was asked for
 
     double FramesPerSecond() const { return mSeconds > 0 ? mFrames / mSeconds : 0; }
 };

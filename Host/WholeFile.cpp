@@ -69,7 +69,7 @@ public:
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 
-    void Write(const std::string& inBytes)
+    void Write(std::string_view inBytes)
     {
         for (std::size_t at = 0; at < inBytes.size();)
         {
@@ -149,7 +149,7 @@ bool ReadWholeFile(const std::string& inPath, std::size_t inMaxBytes, std::strin
     Fail(inPath, "is larger than " + std::to_string(inMaxBytes) + " bytes");
 }
 
-void ReplaceWholeFile(const std::string& inPath, const std::string& inBytes)
+void ReplaceWholeFile(const std::string& inPath, std::string_view inBytes)
 {
     Replacement file(WithoutLinks(inPath));
     file.TakeRights();

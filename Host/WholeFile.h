@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace RKHost
 {
@@ -15,6 +16,6 @@ bool ReadWholeFile(const std::string& inPath, std::size_t inMaxBytes, std::strin
 /// the old content or the new one, after a crash too. Rights and owner stay where that is allowed; a link
 /// is followed, and stays.
 /// @throw HostError, and then inPath is as it was and nothing is left beside it.
-void ReplaceWholeFile(const std::string& inPath, const std::string& inBytes);
+void ReplaceWholeFile(const std::string& inPath, std::string_view inBytes);
 
 } // namespace RKHost

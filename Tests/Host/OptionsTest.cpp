@@ -36,6 +36,7 @@ TEST(Options, APathAloneIsPlayedWhole)
     EXPECT_EQ(Word::kPlay, options.mWord);
     EXPECT_EQ("a_1.png", options.mPath);
     EXPECT_EQ("", options.mContactSheet);
+    EXPECT_EQ("", options.mAnalysis);
     EXPECT_EQ(0, options.mLimit);
     EXPECT_FALSE(options.mStill);
     EXPECT_FALSE(options.mEveryByte);

@@ -420,7 +420,7 @@ TEST_F(RkhostTest, AWrongCommandLineIsAnsweredWithTwo)
     EXPECT_EQ(2, Run({"dance"}).mCode);
     const Ended ended = Run({"play", "--fast", "a1.png"});
     EXPECT_EQ(2, ended.mCode);
-    EXPECT_THAT(ended.mError, HasSubstr("unknown option --fast"));
+    EXPECT_THAT(ended.mError, HasSubstr("play has no option --fast"));
 }
 
 TEST_F(RkhostTest, OutputThatCannotBeWrittenIsAFailure)

@@ -48,6 +48,44 @@ TEST(PlayedFigures, AllPassesAfterTheFirstAreWarmTogether)
     EXPECT_EQ(0, played.mUnlikePasses);
 }
 
+RKHost::AnalysisFigures Analyses(int inComputed, int inFromMemory, int inFromDisk)
+{
+    RKHost::AnalysisFigures figures;
+    figures.mComputed = inComputed;
+    figures.mFromMemory = inFromMemory;
+    figures.mFromDisk = inFromDisk;
+    const auto count = static_cast<std::uint64_t>(figures.Count());
+    figures.mMeanColorSums = {count * 0x1080, count * 0x2000, count * 0x307f};
+    return figures;
+}
+
+TEST(SummaryTable, ShowsWhereAnalysesCameFromInTheFirstPassAndInAllOthers)
+{
+    PlayedFigures played;
+    PassFigures pass = Pass(5, 0, 7);
+    pass.mAnalysis = Analyses(3, 0, 2);
+    played.Add(pass);
+    pass.mAnalysis = Analyses(0, 5, 0);
+    played.Add(pass);
+    pass.mAnalysis = Analyses(1, 4, 0);
+    played.Add(pass);
+    SummaryFigures figures;
+    figures.mPlayed = played;
+    const std::string table = SummaryTable(figures);
+    EXPECT_THAT(table, ContainsRegex("\nanalysis computed +3 +1\n"));
+    EXPECT_THAT(table, ContainsRegex("\nanalysis from memory +0 +9\n"));
+    EXPECT_THAT(table, ContainsRegex("\nanalysis from disk +2 +0\n"));
+    EXPECT_THAT(table, ContainsRegex("\nanalysis failed +0 +0\n"));
+    EXPECT_THAT(table, ContainsRegex("\nmean colour +#302011 +#302011\n")) << "rounded";
+}
+
+TEST(SummaryTable, SaysNothingOfAnalysesThatNobodyAskedFor)
+{
+    SummaryFigures figures;
+    figures.mPlayed.Add(Pass(5, 0, 7));
+    EXPECT_THAT(SummaryTable(figures), Not(HasSubstr("analysis")));
+}
+
 TEST(PlayedFigures, APassWithOtherFramesIsCounted)
 {
     PlayedFigures played;
