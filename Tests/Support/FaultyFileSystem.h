@@ -341,6 +341,11 @@ private:
             return mOwner.Do(FileOperation::kRemoveDirectory, {Entry(inName)},
                              [&](std::size_t) { return mBehind->RemoveDirectory(inName); });
         }
+        int RemoveFile(const std::string& inName) override
+        {
+            return mOwner.Do(FileOperation::kRemoveFile, {Entry(inName)},
+                             [&](std::size_t) { return mBehind->RemoveFile(inName); });
+        }
 
     private:
         std::string Entry(const std::string& inName) const

@@ -549,6 +549,10 @@ private:
             mOwner.Act(FileOperation::kRemoveDirectory, Entry(inName));
             return mOwner.RemoveDirectory(Entry(inName));
         }
+        int RemoveFile(const std::string& inName) override
+        {
+            return IsOneComponent(inName) ? mOwner.RemoveFile(Entry(inName)) : EINVAL;
+        }
 
     private:
         static bool IsOneComponent(const std::string& inName)

@@ -69,8 +69,6 @@ int RenameByLink(IFileSystem& inFileSystem, const std::string& inFrom, const std
 
 IDirectoryListing::~IDirectoryListing() = default;
 IFileSystem::~IFileSystem() = default;
-IFolder::~IFolder() = default;
-
 IFileSystem& FileSystem()
 {
     return sCurrent.Get(RealFileSystem);

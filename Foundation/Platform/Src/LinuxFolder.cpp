@@ -1,11 +1,14 @@
 #include "LinuxFolder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -87,6 +90,18 @@ bool IsOneComponent(const std::string& inName)
            inName.find('/') == std::string::npos && !HasNul(inName);
 }
 
+bool IsDownward(const std::string& inPath)
+{
+    for (std::size_t start = 0; start <= inPath.size();)
+    {
+        const std::size_t end = std::min(inPath.find('/', start), inPath.size());
+        if (!IsOneComponent(inPath.substr(start, end - start)))
+            return false;
+        start = end + 1;
+    }
+    return true;
+}
+
 /// By what is open, so that nobody can exchange it between the opening and this.
 int IdentityOf(int inFile, FolderIdentity& outIdentity)
 {
@@ -110,6 +125,26 @@ int OpenDescriptor(int inFolder, const char* inPath, int inAccess, LinkPolicy in
     return Repeat(
         [&]
         { return outFile = openat(inFolder, inPath, inAccess | O_DIRECTORY | O_CLOEXEC | links); });
+}
+
+/// In one call, whatever the depth: no name on the way may be a link, a mount point or "..".
+int OpenDescriptorBelow(int inFolder, const char* inPath, int& outFile)
+{
+    open_how how{};
+    how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
+    return Repeat(
+        [&]
+        {
+            outFile = static_cast<int>(syscall(SYS_openat2, inFolder, inPath, &how, sizeof(how)));
+            return outFile;
+        });
+}
+
+/// Before Linux 5.6, behind a filter of system calls, or for a path that is too long for one call.
+bool MustGoStepByStep(int inError)
+{
+    return inError == ENOSYS || inError == EPERM || inError == ENAMETOOLONG || inError == EAGAIN;
 }
 
 class LinuxFolder : public IFolder
@@ -157,11 +192,23 @@ public:
         std::unique_ptr<LinuxFolder> folder;
         if (const int error = Open(inName.c_str(), folder))
             return error;
-        if (folder->mIdentity.device != mIdentity.device ||
-            folder->mIdentity.mount != mIdentity.mount)
-            return EXDEV;
-        outFolder = std::move(folder);
-        return 0;
+        return OnSameVolume(std::move(folder), outFolder);
+    }
+
+    int OpenFolderBelow(const std::string& inPath, std::unique_ptr<IFolder>& outFolder) override
+    {
+        if (!IsDownward(inPath))
+            return EINVAL;
+        int file = kNoFile;
+        const int error = OpenDescriptorBelow(mFile, inPath.c_str(), file);
+        if (MustGoStepByStep(error))
+            return IFolder::OpenFolderBelow(inPath, outFolder);
+        if (error != 0)
+            return error == ELOOP ? ENOTDIR : error; // a link
+        std::unique_ptr<LinuxFolder> folder;
+        if (const int identityError = Make(file, folder))
+            return identityError;
+        return OnSameVolume(std::move(folder), outFolder);
     }
 
     int OpenParent(std::unique_ptr<IFolder>& outFolder) override
@@ -188,6 +235,13 @@ public:
         return error == EEXIST ? ENOTEMPTY : error; // either may say that it is not empty
     }
 
+    int RemoveFile(const std::string& inName) override
+    {
+        if (!IsOneComponent(inName))
+            return EINVAL;
+        return Repeat([&] { return unlinkat(mFile, inName.c_str(), 0); });
+    }
+
 private:
     explicit LinuxFolder(int inFile)
         : mFile(inFile)
@@ -199,6 +253,16 @@ private:
         int file = kNoFile;
         const int error = OpenDescriptor(mFile, inPath, O_PATH, LinkPolicy::kDoNotFollow, file);
         return error != 0 ? error : Make(file, outFolder);
+    }
+
+    int OnSameVolume(std::unique_ptr<LinuxFolder> inFolder,
+                     std::unique_ptr<IFolder>& outFolder) const
+    {
+        if (inFolder->mIdentity.device != mIdentity.device ||
+            inFolder->mIdentity.mount != mIdentity.mount)
+            return EXDEV;
+        outFolder = std::move(inFolder);
+        return 0;
     }
 
     const int mFile;

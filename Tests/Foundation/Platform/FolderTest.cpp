@@ -62,6 +62,59 @@ TEST_F(FolderTest, GoesThroughNoLink)
     EXPECT_EQ(0, FileSystem().OpenFolder(mFolder.Path("a/link"), LinkPolicy::kFollow, folder));
 }
 
+TEST_F(FolderTest, AFolderFurtherBelowIsReachedThroughNoLink)
+{
+    mFolder.MakeFolder("a/b/c");
+    mFolder.MakeFolder("elsewhere/c");
+    ASSERT_EQ(0, symlink("../elsewhere", mFolder.Path("a/link").c_str()));
+    ASSERT_EQ(0, symlink("../b", mFolder.Path("a/b/self").c_str()));
+    const std::unique_ptr<IFolder> folder = Open("a");
+    std::unique_ptr<IFolder> inner;
+
+    EXPECT_EQ(0, folder->OpenFolderBelow("b/c", inner));
+    EXPECT_EQ(Open("a/b/c")->Identity(), inner->Identity());
+    EXPECT_EQ(0, folder->OpenFolderBelow("b", inner));
+    EXPECT_EQ(ENOTDIR, folder->OpenFolderBelow("link/c", inner));
+    EXPECT_EQ(ENOTDIR, folder->OpenFolderBelow("b/self", inner));
+    EXPECT_EQ(ENOENT, folder->OpenFolderBelow("b/none/c", inner));
+    for (const char* path : {"", "/", "b/", "/b", "b//c", "b/../b", "./b", ".."})
+        EXPECT_EQ(EINVAL, folder->OpenFolderBelow(path, inner)) << path;
+}
+
+TEST_F(FolderTest, APathThatIsTooLongForTheSystemIsReachedStepByStep)
+{
+    std::string path = std::string(200, 'f');
+    mFolder.MakeFolder("a");
+    std::unique_ptr<IFolder> folder = Open("a");
+    for (int depth = 1; depth <= 25; ++depth) // 25 times 201 is beyond PATH_MAX
+    {
+        ASSERT_EQ(0, folder->MakeDirectory(std::string(200, 'f')));
+        std::unique_ptr<IFolder> next;
+        ASSERT_EQ(0, folder->OpenFolder(std::string(200, 'f'), next));
+        folder = std::move(next);
+        path += depth < 25 ? "/" + std::string(200, 'f') : "";
+    }
+    std::unique_ptr<IFolder> deepest;
+    ASSERT_EQ(0, Open("a")->OpenFolderBelow(path, deepest));
+    EXPECT_EQ(folder->Identity(), deepest->Identity());
+}
+
+TEST_F(FolderTest, AFileIsRemovedByItsNameAndALinkItself)
+{
+    mFolder.Write("a/file", "x");
+    mFolder.Write("elsewhere", "x");
+    mFolder.MakeFolder("a/folder");
+    ASSERT_EQ(0, symlink("../elsewhere", mFolder.Path("a/link").c_str()));
+    const std::unique_ptr<IFolder> folder = Open("a");
+
+    EXPECT_EQ(0, folder->RemoveFile("file"));
+    EXPECT_EQ(ENOENT, folder->RemoveFile("file"));
+    EXPECT_EQ(0, folder->RemoveFile("link"));
+    EXPECT_EQ("x", mFolder.Read("elsewhere"));
+    EXPECT_EQ(EISDIR, folder->RemoveFile("folder"));
+    EXPECT_EQ(EINVAL, folder->RemoveFile("../elsewhere"));
+}
+
 TEST_F(FolderTest, ANameIsOneComponent)
 {
     mFolder.MakeFolder("a/b/c");

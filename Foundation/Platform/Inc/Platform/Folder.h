@@ -38,12 +38,17 @@ public:
     /// Opens a folder directly in this one. ENOTDIR for anything else, links too; EXDEV if another
     /// volume, or another part of this one, is mounted there.
     virtual int OpenFolder(const std::string& inName, std::unique_ptr<IFolder>& outFolder) = 0;
+    /// Opens a folder further below: inPath is one or more names with a slash between, and each of them
+    /// is refused as by OpenFolder().
+    virtual int OpenFolderBelow(const std::string& inPath, std::unique_ptr<IFolder>& outFolder);
     /// The folder that this one is in now.
     virtual int OpenParent(std::unique_ptr<IFolder>& outFolder) = 0;
     /// EEXIST if anything has that name.
     virtual int MakeDirectory(const std::string& inName) = 0;
     /// ENOTEMPTY if it holds anything. Never follows a link (ENOTDIR).
     virtual int RemoveDirectory(const std::string& inName) = 0;
+    /// Removes a name that is no folder's (EISDIR). Never follows a link.
+    virtual int RemoveFile(const std::string& inName) = 0;
 };
 
 } // namespace Platform

@@ -5,9 +5,9 @@
 #include <boost/make_shared.hpp>
 
 #include "FileWalk.h"
-#include "FolderTree.h"
 #include "PathText.h"
 #include "Platform/FileSystem.h"
+#include "Platform/FolderTree.h"
 #include "qelcore/TextConversion.h"
 
 namespace qelcore
@@ -37,7 +37,7 @@ void Dir::Delete() const
 {
     // A slash at the end would make the system follow a link.
     const std::string top = utility::UTF16ToFileName(WithoutTrailingSlashes(mPath));
-    FolderTree tree;
+    Platform::FolderTree tree;
     int error = tree.Open(Platform::FileSystem(), top);
     if (error == 0)
         error = tree.Survey();

@@ -4,7 +4,6 @@ target_sources(RiverKit PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/FileExceptions.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileIterator.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileUtils.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/FolderTree.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MachineFigures.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PathText.cpp
   ${CMAKE_CURRENT_LIST_DIR}/UTCTime.cpp

@@ -1,11 +1,9 @@
-#include "FolderTree.h"
+#include "Platform/FolderTree.h"
 
 #include <cerrno>
 #include <utility>
 
-namespace qelcore
-{
-namespace filesupport
+namespace Platform
 {
 namespace
 {
@@ -19,20 +17,24 @@ std::string PathAbove(const std::string& inPath, std::size_t inSlash)
 
 } // namespace
 
-int FolderTree::Open(Platform::IFileSystem& inFileSystem, const std::string& inTop)
+int FolderTree::Open(IFileSystem& inFileSystem, const std::string& inTop)
 {
     if (inTop.empty())
         return ENOENT;
     const std::size_t slash = inTop.rfind('/');
-    std::unique_ptr<Platform::IFolder> above;
+    std::unique_ptr<IFolder> above;
     if (const int error =
-            inFileSystem.OpenFolder(PathAbove(inTop, slash), Platform::LinkPolicy::kFollow, above))
+            inFileSystem.OpenFolder(PathAbove(inTop, slash), LinkPolicy::kFollow, above))
         return error;
-    mAbove = std::move(above);
-    const std::string name = slash == std::string::npos ? inTop : inTop.substr(slash + 1);
-    mNodes = {{std::string(), kAbove, mAbove->Identity()}, {name, kAbove, std::nullopt}};
-    ReturnToAbove();
+    Open(std::move(above), slash == std::string::npos ? inTop : inTop.substr(slash + 1));
     return 0;
+}
+
+void FolderTree::Open(std::shared_ptr<IFolder> inAbove, const std::string& inName)
+{
+    mAbove = std::move(inAbove);
+    mNodes = {{std::string(), kAbove, mAbove->Identity()}, {inName, kAbove, std::nullopt}};
+    ReturnToAbove();
 }
 
 int FolderTree::Survey()
@@ -60,18 +62,18 @@ int FolderTree::SurveyNode(std::size_t inNode, std::vector<std::size_t>& ioToCom
 
 int FolderTree::ListFolders(std::size_t inNode, std::vector<std::size_t>& ioToCome)
 {
-    std::unique_ptr<Platform::IDirectoryListing> listing;
+    std::unique_ptr<IDirectoryListing> listing;
     if (const int error = mCursor->List(listing))
         return error;
     for (;;)
     {
-        Platform::DirectoryEntry entry;
+        DirectoryEntry entry;
         bool end = false;
         if (const int error = listing->Next(entry, end))
             return error;
         if (end)
             return 0;
-        if (entry.kind != Platform::FileKind::kDirectory)
+        if (entry.kind != FileKind::kDirectory)
             return ENOTEMPTY;
         ioToCome.push_back(mNodes.size());
         mNodes.push_back({std::move(entry.name), inNode, std::nullopt});
@@ -140,7 +142,7 @@ int FolderTree::MoveTo(std::size_t inNode)
 int FolderTree::Enter(std::size_t inNode)
 {
     Node& node = mNodes[inNode];
-    std::unique_ptr<Platform::IFolder> folder;
+    std::unique_ptr<IFolder> folder;
     if (const int error = mCursor->OpenFolder(node.name, folder))
         return error;
     if (node.identity.has_value() && folder->Identity() != *node.identity)
@@ -154,7 +156,7 @@ int FolderTree::Enter(std::size_t inNode)
 int FolderTree::Leave()
 {
     const std::size_t parent = mNodes[mAt].parent;
-    std::unique_ptr<Platform::IFolder> folder;
+    std::unique_ptr<IFolder> folder;
     if (const int error = mCursor->OpenParent(folder))
         return error;
     if (folder->Identity() != mNodes[parent].identity)
@@ -170,5 +172,4 @@ void FolderTree::ReturnToAbove()
     mAt = kAbove;
 }
 
-} // namespace filesupport
-} // namespace qelcore
+} // namespace Platform

@@ -9,9 +9,7 @@
 #include "Platform/FileSystem.h"
 #include "Platform/Folder.h"
 
-namespace qelcore
-{
-namespace filesupport
+namespace Platform
 {
 
 // A folder and the folders below it, to be removed if there is nothing else in any of them.
@@ -25,8 +23,11 @@ namespace filesupport
 class FolderTree
 {
 public:
-    /// Opens the folder above.
-    int Open(Platform::IFileSystem& inFileSystem, const std::string& inTop);
+    /// Opens the folder above by its path.
+    int Open(IFileSystem& inFileSystem, const std::string& inTop);
+    /// The same where it is open already.
+    /// @param inName  of the folder in inAbove that is to go.
+    void Open(std::shared_ptr<IFolder> inAbove, const std::string& inName);
     /// Looks through the whole tree, and changes nothing.
     int Survey();
     /// Removes what Survey() saw, from below. If one folder resists, those before it are made again.
@@ -37,7 +38,7 @@ private:
     {
         std::string name;
         std::size_t parent; // comes ahead of the node
-        std::optional<Platform::FolderIdentity> identity;
+        std::optional<FolderIdentity> identity;
     };
     static constexpr std::size_t kAbove = 0;
     static constexpr std::size_t kTop = 1;
@@ -55,10 +56,9 @@ private:
     std::vector<Node> mNodes;
     std::vector<std::size_t> mSeen;    // each ahead of what is in it
     std::vector<std::size_t> mRemoved; // each behind what was in it
-    std::shared_ptr<Platform::IFolder> mAbove;
-    std::shared_ptr<Platform::IFolder> mCursor; // at the node mAt
+    std::shared_ptr<IFolder> mAbove;
+    std::shared_ptr<IFolder> mCursor; // at the node mAt
     std::size_t mAt = kAbove;
 };
 
-} // namespace filesupport
-} // namespace qelcore
+} // namespace Platform
