@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -11,6 +12,7 @@
 
 #include "DiskCacheManagerFileUtils.h"
 #include "RKDiskCacheManager.h"
+#include "RKDiskCacheSweepReport.h"
 #include "ZORMessaging/Station.h"
 #include "qelcore/AsyncExecutor.h"
 #include "qelcore/AtomicInt.h"
@@ -22,6 +24,10 @@ namespace RK
 {
 namespace DiskCacheManager
 {
+
+class LeftBehind;
+struct SweepCounters;
+struct SweepSettings;
 
 using OptionalBytes = boost::optional<std::uint64_t>;
 using OptionalDuration = boost::optional<boost::posix_time::time_duration>;
@@ -127,6 +133,14 @@ public:
     void AddFileExtensionsAllowedToDelete(ManagedDirectory& ioDirectory,
                                           const Extensions& inExtensions);
 
+    /// Null before the first sweep has ended.
+    SweepReportPtr GetLastSweepReport();
+    /// Waits for its end. Null if there is none, after Shutdown().
+    SweepReportPtr SweepNow(const SweepOptions& inOptions);
+
+    static VolumeLimits LimitsOf(const ManagedVolumeRecord& inVolume);
+    /// What the volume was made with.
+    static const Extensions& ExtensionsOf(const ManagedVolumeRecord& inVolume);
     /// Asks the volume, so without the lock.
     /// @param ioAllowedBytes  untouched if this fails.
     /// @return false if the free space cannot be found.
@@ -158,58 +172,24 @@ private:
     void QueueOneShot(const Extensions& inExtensions) RK_REQUIRES(mMutex);
     /// One sweep, on the executor.
     void Cleanup(bool inRepeating, const Extensions& inExtensions);
+    SweepReportPtr RunSweep(const SweepSettings& inSettings,
+                            const std::shared_ptr<SweepCounters>& inCounters);
     /// Drops the records of directories that nobody holds any more.
-    void TakeCopies(bool inRepeating, VolumeRecords& outVolumes, DirectoryRecords& outDirectories);
+    void TakeCopies(SweepReport::Kind inKind, VolumeRecords& outVolumes,
+                    DirectoryRecords& outDirectories);
 
-    qelcore::threads::AtomicInt mShuttingDown{0};
+    // These two are shared with work that was left behind on a volume that fell silent.
+    const std::shared_ptr<qelcore::threads::AtomicInt> mShuttingDown =
+        std::make_shared<qelcore::threads::AtomicInt>(0);
+    const std::shared_ptr<LeftBehind> mLeftBehind;
     qelcore::threads::RecursiveMutex mMutex; // guards all below but the last
     VolumeRecords mVolumes RK_GUARDED_BY(mMutex);
     DirectoryRecords mDirectories RK_GUARDED_BY(mMutex);
     qelcore::threads::AsyncExecutorPtr mExecutor RK_GUARDED_BY(mMutex); // null after Shutdown()
     boost::shared_ptr<qelcore::threads::RepeatDelayFunction> mRepeatFunction RK_GUARDED_BY(mMutex);
     bool mOneShotQueued RK_GUARDED_BY(mMutex) = false;
+    SweepReportPtr mLastReport RK_GUARDED_BY(mMutex);
     ZOR::StationUtils::ManagedStation mStation;
-};
-
-// One sweep over copies of the records. It ends early wherever inAbortFlag is set.
-class Sweep
-{
-public:
-    Sweep(const VolumeRecords& inVolumes, const DirectoryRecords& inDirectories,
-          const qelcore::threads::AtomicInt& inAbortFlag, bool inRepeating,
-          const Extensions& inExtensions, const boost::posix_time::ptime& inNow);
-    void Run();
-
-private:
-    struct VolumeCleanupRecord
-    {
-        std::vector<FileRecord> mFiles; // the newest first
-        std::uint64_t mUsedBytes = 0;
-    };
-
-    bool IsShuttingDown() const { return mAbortFlag != 0; }
-    bool IsInGracePeriod(const FileRecord& inFile) const;
-    void CleanDirectory(const ManagedDirectoryRecord& inDirectory);
-    void KeepLimits(const ManagedDirectoryRecord& inDirectory, std::vector<FileRecord>& ioFiles,
-                    std::uint64_t& ioUsedBytes) const;
-    void Boost(const boost::posix_time::time_duration& inBoost,
-               std::vector<FileRecord>& ioFiles) const;
-    void DeleteSubDirectories(const std::vector<SubDirectoryRecord>& inSubDirectories) const;
-    void Join(const Path& inVolumePath, std::vector<FileRecord>& ioFiles,
-              std::uint64_t inUsedBytes);
-    void CleanVolume(const Path& inVolumePath, VolumeCleanupRecord& ioVolume) const;
-    template <class Condition>
-    void DeleteBackWhile(const Condition& inCondition, const Extensions& inExtensions,
-                         std::vector<FileRecord>& ioFiles, std::uint64_t& ioUsedBytes) const;
-
-    const VolumeRecords& mVolumeRecords;
-    const DirectoryRecords& mDirectoryRecords;
-    const qelcore::threads::AtomicInt& mAbortFlag;
-    const bool mRepeating;
-    const Extensions& mExtensions;
-    const boost::posix_time::ptime mCutoff; // what was used since is in its grace period
-    std::map<Path, VolumeCleanupRecord> mVolumes;
-    PathSet mExcluded;
 };
 
 } // namespace DiskCacheManager

@@ -11,7 +11,8 @@
 #include "qelcore/FileUtils.h"
 #include "qelcore/UTFString.h"
 
-// What a sweep does with files: list them, and delete one.
+// What a sweep does with files: list them, and delete one. Here by whole records, each of which stands for
+// itself; a sweep does the same through a ManagedTree.
 //
 // Threads  Free functions without state. A set inAbortFlag ends a listing at the next entry; what was
 //          listed by then is handed back.
@@ -99,6 +100,9 @@ bool DeleteFile(const FileRecord& inRecord, const Extensions& inFileExtensionsAl
 /// Removes a folder if there are only folders in it, as qelcore::filesupport::Dir::Delete(). A failure
 /// is a line of the trace category "RK::DiskCacheManager" at level 5.
 void DeleteSubDirectory(const SubDirectoryRecord& inRecord);
+
+/// That line.
+void TraceRefusedFolder(const Path& inPath);
 
 } // namespace DiskCacheManager
 } // namespace RK

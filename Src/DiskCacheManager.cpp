@@ -1,8 +1,13 @@
 #include "DiskCacheManager.h"
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 
 #include <boost/make_shared.hpp>
+
+#include "DiskCacheManagerSweep.h"
 
 namespace RK
 {
@@ -16,11 +21,23 @@ using qelcore::debug::CachedDatabaseValue;
 
 constexpr char kSourcePath[] = "Src/DiskCacheManager";
 constexpr std::uint64_t kCloseToFullBytes = 102400;
+constexpr std::chrono::milliseconds kProgressInterval{100};
 
 constinit CachedDatabaseValue<float>
     sDefaultFreeSpacePercentage("RKDiskCacheManager.DefaultFreeSpacePercentagePerVolume", 10.0f);
 constinit CachedDatabaseValue<int> sDiskSweepIntervalMs("RKDiskCacheManager.DiskSweepInterval",
                                                         600000);
+constinit CachedDatabaseValue<int> sVolumeSilenceLimitMs("RKDiskCacheManager.VolumeSilenceLimit",
+                                                         20000);
+
+SweepProgress ProgressOf(const SweepCounters& inCounters)
+{
+    SweepProgress progress;
+    progress.foldersListed = inCounters.foldersListed;
+    progress.filesListed = inCounters.filesListed;
+    progress.deleted = {inCounters.filesDeleted, inCounters.bytesDeleted};
+    return progress;
+}
 
 constinit std::atomic<Manager*> sExistingInstance{nullptr};
 
@@ -47,7 +64,8 @@ Manager* Manager::ExistingInstance()
 }
 
 Manager::Manager()
-    : mExecutor(qelcore::threads::CreateSubExecutor(qelcore::threads::CreateIOBoundExecutor(), 1))
+    : mLeftBehind(std::make_shared<LeftBehind>())
+    , mExecutor(qelcore::threads::CreateSubExecutor(qelcore::threads::CreateIOBoundExecutor(), 1))
 {
 }
 
@@ -58,7 +76,7 @@ Manager::~Manager()
 
 void Manager::Shutdown()
 {
-    mShuttingDown = 1;
+    *mShuttingDown = 1;
     qelcore::threads::AsyncExecutorPtr executor;
     {
         ScopedLock lock(mMutex);
@@ -314,16 +332,25 @@ void Manager::AddFileExtensionsAllowedToDelete(ManagedDirectory& ioDirectory,
         append(record->mFileExtensionsAllowedToDelete);
 }
 
+VolumeLimits Manager::LimitsOf(const ManagedVolumeRecord& inVolume)
+{
+    return {inVolume.mVolume->mVolumeSize, inVolume.mFreeSpaceBytes, inVolume.mFreeSpacePercentage,
+            inVolume.mMaxUsedBytes};
+}
+
+const Extensions& Manager::ExtensionsOf(const ManagedVolumeRecord& inVolume)
+{
+    return inVolume.mVolume->mFileExtensionsAllowedToDelete;
+}
+
 bool Manager::DetermineAllowedBytes(const ManagedVolumeRecord& inVolume, std::uint64_t inUsedBytes,
                                     std::uint64_t& ioAllowedBytes)
 {
-    const ManagedVolume& volume = *inVolume.mVolume;
     try
     {
-        const std::uint64_t free = qelcore::utility::FileUtils::GetVolumeFreeSpace(*volume.mPath);
-        ioAllowedBytes = AllowedBytes({volume.mVolumeSize, inVolume.mFreeSpaceBytes,
-                                       inVolume.mFreeSpacePercentage, inVolume.mMaxUsedBytes},
-                                      inUsedBytes, free);
+        const std::uint64_t free =
+            qelcore::utility::FileUtils::GetVolumeFreeSpace(*inVolume.mVolume->mPath);
+        ioAllowedBytes = AllowedBytes(LimitsOf(inVolume), inUsedBytes, free);
         return true;
     }
     catch (...)
@@ -358,18 +385,39 @@ void Manager::QueueOneShot(const Extensions& inExtensions)
 
 void Manager::Cleanup(bool inRepeating, const Extensions& inExtensions)
 {
-    if (mShuttingDown != 0)
-        return;
-    VolumeRecords volumes;
-    DirectoryRecords directories;
-    TakeCopies(inRepeating, volumes, directories);
-    Sweep(volumes, directories, mShuttingDown, inRepeating, inExtensions, CurrentTime()).Run();
-    if (mShuttingDown == 0)
-        ZOR::StationUtils::PostMessageToUIThread(GetStationID(), CleanCompleteMessage(inRepeating),
-                                                 false);
+    SweepSettings settings;
+    settings.kind = inRepeating ? SweepReport::Kind::kRepeating : SweepReport::Kind::kSingle;
+    settings.extensions = inExtensions;
+    RunSweep(settings, std::make_shared<SweepCounters>());
 }
 
-void Manager::TakeCopies(bool inRepeating, VolumeRecords& outVolumes,
+SweepReportPtr Manager::RunSweep(const SweepSettings& inSettings,
+                                 const std::shared_ptr<SweepCounters>& inCounters)
+{
+    if (*mShuttingDown != 0)
+        return SweepReportPtr();
+    VolumeRecords volumes;
+    DirectoryRecords directories;
+    TakeCopies(inSettings.kind, volumes, directories);
+    SweepSettings settings = inSettings;
+    settings.now = CurrentTime();
+    settings.silenceLimit = std::chrono::milliseconds(sVolumeSilenceLimitMs.Get());
+    const SweepReportPtr report =
+        Sweep(volumes, directories, settings, mShuttingDown, inCounters, mLeftBehind).Run();
+    if (settings.dryRun)
+        return report;
+    {
+        ScopedLock lock(mMutex, "RK::DiskCacheManager::Cleanup");
+        mLastReport = report;
+    }
+    if (*mShuttingDown == 0)
+        ZOR::StationUtils::PostMessageToUIThread(
+            GetStationID(), CleanCompleteMessage(settings.kind == SweepReport::Kind::kRepeating),
+            false);
+    return report;
+}
+
+void Manager::TakeCopies(SweepReport::Kind inKind, VolumeRecords& outVolumes,
                          DirectoryRecords& outDirectories)
 {
     ScopedLock lock(mMutex, "RK::DiskCacheManager::Cleanup");
@@ -381,8 +429,66 @@ void Manager::TakeCopies(bool inRepeating, VolumeRecords& outVolumes,
     }
     if (outDirectories.size() < mDirectories.size())
         mDirectories = outDirectories;
-    if (!inRepeating)
+    if (inKind == SweepReport::Kind::kSingle)
         mOneShotQueued = false;
+}
+
+SweepReportPtr Manager::GetLastSweepReport()
+{
+    ScopedLock lock(mMutex, "RK::DiskCacheManager::GetLastSweepReport");
+    return mLastReport;
+}
+
+SweepReportPtr Manager::SweepNow(const SweepOptions& inOptions)
+{
+    struct Waiting
+    {
+        std::mutex mutex; // guards all below
+        std::condition_variable changed;
+        bool isDone = false;
+        SweepReportPtr report;
+    };
+    struct AtEnd // also where the sweep raises something
+    {
+        ~AtEnd()
+        {
+            const std::lock_guard<std::mutex> lock(waiting.mutex);
+            waiting.report = report;
+            waiting.isDone = true;
+            waiting.changed.notify_all();
+        }
+        Waiting& waiting;
+        SweepReportPtr report;
+    };
+    qelcore::threads::AsyncExecutorPtr executor;
+    {
+        ScopedLock lock(mMutex, "RK::DiskCacheManager::SweepNow");
+        executor = mExecutor;
+    }
+    const auto waiting = std::make_shared<Waiting>();
+    const auto counters = std::make_shared<SweepCounters>();
+    SweepSettings settings;
+    settings.kind = SweepReport::Kind::kOnDemand;
+    settings.dryRun = inOptions.dryRun;
+    settings.nameFiles = inOptions.nameFiles;
+    const auto sweep = [this, waiting, settings, counters]
+    {
+        AtEnd end{*waiting, {}};
+        end.report = RunSweep(settings, counters);
+    };
+    if (!executor || !executor->Post(sweep, 0))
+        return SweepReportPtr();
+    if (!inOptions.onProgress)
+        executor->Flush();
+    std::unique_lock<std::mutex> lock(waiting->mutex);
+    while (!waiting->changed.wait_for(lock, kProgressInterval, [&] { return waiting->isDone; }))
+    {
+        lock.unlock();
+        if (inOptions.onProgress)
+            inOptions.onProgress(ProgressOf(*counters));
+        lock.lock();
+    }
+    return waiting->report;
 }
 
 } // namespace DiskCacheManager

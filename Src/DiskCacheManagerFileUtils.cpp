@@ -2,21 +2,20 @@
 
 #include <algorithm>
 #include <csignal>
-#include <iterator>
+#include <limits>
 #include <memory>
+#include <numeric>
 #include <string>
-#include <utility>
 
 #include <boost/make_shared.hpp>
 
-#include "Platform/FileSystem.h"
+#include "DiskCacheManagerTree.h"
 #include "ZOR/PathUtils.h"
 #include "qelcore/CaseFolding.h"
 #include "qelcore/Contract.h"
 #include "qelcore/Dir.h"
 #include "qelcore/TextConversion.h"
 #include "qelcore/Trace.h"
-#include "qelcore/UTCTime.h"
 
 namespace RK
 {
@@ -28,16 +27,10 @@ namespace
 
 namespace FileUtils = qelcore::utility::FileUtils;
 using boost::posix_time::ptime;
-using Platform::LinkPolicy;
 using qelcore::threads::AtomicInt;
 
 constexpr char kSourcePath[] = "Src/DiskCacheManagerFileUtils";
-
-ptime LastUse(const Platform::FileStatus& inStatus)
-{
-    return qelcore::utility::ToUTCTime(
-        std::max(inStatus.accessed.seconds, inStatus.modified.seconds));
-}
+constexpr Ticks kAnyAge = std::numeric_limits<Ticks>::max();
 
 /// Where the specials stand beside all other times, which are 0.
 int RankOf(const ptime& inTime)
@@ -49,101 +42,56 @@ int RankOf(const ptime& inTime)
     return inTime.is_pos_infinity() ? 2 : 0;
 }
 
-// One walk's settings and results.
-class Lister
+/// For whoever only lends the flag.
+SweepWatch WatchOf(const AtomicInt& inAbortFlag)
+{
+    return SweepWatch(std::shared_ptr<const AtomicInt>(std::shared_ptr<void>(), &inAbortFlag));
+}
+
+/// The path of each of a tree's folders, made when it is first asked for.
+class SharedPaths
 {
 public:
-    Lister(const AtomicInt& inAbortFlag, const Extensions& inExtensions,
-           std::vector<FileRecord>& ioFiles, std::uint64_t& ioUsedBytes)
-        : mAbortFlag(inAbortFlag)
-        , mExtensions(inExtensions)
-        , mFiles(ioFiles)
-        , mUsedBytes(ioUsedBytes)
+    SharedPaths(const ManagedTree& inTree, const PathPtr& inTop)
+        : mTree(inTree)
+        , mPaths(inTree.FolderCount())
     {
+        mPaths[ManagedTree::kTop] = inTop;
     }
-
-    void List(const PathPtr& inDirectory, LinkPolicy inPolicy,
-              std::vector<SubDirectoryRecord>& ioSubDirectories)
+    const PathPtr& Of(std::uint32_t inFolder)
     {
-        // Entries are looked at through the open folder, so that each is the one that was listed,
-        // whatever the folder is called meanwhile.
-        std::unique_ptr<Platform::IFolder> folder;
-        std::unique_ptr<Platform::IDirectoryListing> listing;
-        const std::string path = qelcore::utility::UTF16ToFileName(*inDirectory);
-        if (Platform::FileSystem().OpenFolder(path, inPolicy, folder) != 0 ||
-            folder->List(listing) != 0)
-            return;
-        Platform::DirectoryEntry entry;
-        bool end = false;
-        while (mAbortFlag == 0 && listing->Next(entry, end) == 0 && !end)
-        {
-            Platform::FileStatus status;
-            if (entry.name[0] != '.' && folder->StatEntry(entry.name, status) == 0)
-                Take(inDirectory, entry.name, status, ioSubDirectories);
-        }
-    }
-
-    void ListFlattened(const PathPtr& inDirectory, LinkPolicy inPolicy, const PathSet& inExcluded,
-                       std::vector<SubDirectoryRecord>& ioSubDirectories, bool& ioIsEmpty)
-    {
-        std::vector<SubDirectoryRecord> direct;
-        List(inDirectory, inPolicy, direct);
-        for (SubDirectoryRecord& subDirectory : direct)
-        {
-            if (mAbortFlag != 0)
-                return;
-            if (!ListBelow(subDirectory, inExcluded, ioSubDirectories))
-                ioIsEmpty = false;
-        }
+        if (!mPaths[inFolder])
+            mPaths[inFolder] =
+                boost::make_shared<Path>(qelcore::utility::FileNameToUTF16(mTree.PathOf(inFolder)));
+        return mPaths[inFolder];
     }
 
 private:
-    void Take(const PathPtr& inDirectory, const std::string& inName,
-              const Platform::FileStatus& inStatus,
-              std::vector<SubDirectoryRecord>& ioSubDirectories)
-    {
-        const bool isFile = inStatus.kind == Platform::FileKind::kFile;
-        if (!isFile && inStatus.kind != Platform::FileKind::kDirectory)
-            return;
-        qelcore::UTF16String name = qelcore::utility::FileNameToUTF16(inName);
-        if (!isFile)
-        {
-            ioSubDirectories.push_back({inDirectory, std::move(name), LastUse(inStatus)});
-        }
-        else if (MatchExtension(name, mExtensions))
-        {
-            mFiles.push_back({inDirectory, inStatus.size, std::move(name), LastUse(inStatus)});
-            mUsedBytes += inStatus.size;
-        }
-    }
-
-    /// @return whether the subtree is empty, and then it has become one record.
-    bool ListBelow(SubDirectoryRecord& ioSubDirectory, const PathSet& inExcluded,
-                   std::vector<SubDirectoryRecord>& ioSubDirectories)
-    {
-        Path path;
-        FileUtils::BuildPathSpec(*ioSubDirectory.mDirectory, ioSubDirectory.mName, path);
-        if (inExcluded.count(path) != 0)
-            return false;
-        const std::size_t fileCount = mFiles.size();
-        std::vector<SubDirectoryRecord> below;
-        bool isEmpty = true;
-        // It was a folder when it was listed: a link that stands there now is not followed.
-        ListFlattened(boost::make_shared<Path>(std::move(path)), LinkPolicy::kDoNotFollow,
-                      inExcluded, below, isEmpty);
-        isEmpty = isEmpty && mFiles.size() == fileCount;
-        if (isEmpty)
-            ioSubDirectories.push_back(std::move(ioSubDirectory));
-        else
-            std::move(below.begin(), below.end(), std::back_inserter(ioSubDirectories));
-        return isEmpty;
-    }
-
-    const AtomicInt& mAbortFlag;
-    const Extensions& mExtensions;
-    std::vector<FileRecord>& mFiles;
-    std::uint64_t& mUsedBytes;
+    const ManagedTree& mTree;
+    std::vector<PathPtr> mPaths;
 };
+
+void Append(const std::vector<TreeFile>& inFiles, SharedPaths& ioPaths,
+            std::vector<FileRecord>& ioFiles, std::uint64_t& ioUsedBytes)
+{
+    for (const TreeFile& file : inFiles)
+    {
+        ioFiles.push_back({ioPaths.Of(file.folder), file.size,
+                           qelcore::utility::FileNameToUTF16(file.name), TimeOf(file.lastUse)});
+        ioUsedBytes += file.size;
+    }
+}
+
+void Append(const std::vector<std::uint32_t>& inFolders, ManagedTree& ioTree, SharedPaths& ioPaths,
+            std::vector<SubDirectoryRecord>& ioFolders)
+{
+    for (const std::uint32_t folder : inFolders)
+        ioFolders.push_back({ioPaths.Of(ioTree.ParentOf(folder)),
+                             qelcore::utility::FileNameToUTF16(ioTree.FolderName(folder)),
+                             TimeOf(ioTree.LastUseOf(folder))});
+}
+
+void Ignore(SweepStep, const std::string&, int) {}
 
 } // namespace
 
@@ -159,8 +107,15 @@ void GetDirectoryListing(const PathPtr& inDirectory, const AtomicInt& inAbortFla
                          std::vector<SubDirectoryRecord>& ioSubDirectories,
                          std::vector<FileRecord>& ioFiles, std::uint64_t& ioUsedBytes)
 {
-    Lister(inAbortFlag, inExtensions, ioFiles, ioUsedBytes)
-        .List(inDirectory, LinkPolicy::kFollow, ioSubDirectories);
+    SweepWatch watch = WatchOf(inAbortFlag);
+    ManagedTree tree(*inDirectory);
+    std::vector<TreeFile> files;
+    tree.ListTop({ExtensionMatcher(inExtensions), {}, watch, Ignore}, files);
+    SharedPaths paths(tree, inDirectory);
+    std::vector<std::uint32_t> folders(tree.FolderCount() - 1);
+    std::iota(folders.begin(), folders.end(), ManagedTree::kTop + 1);
+    Append(files, paths, ioFiles, ioUsedBytes);
+    Append(folders, tree, paths, ioSubDirectories);
 }
 
 void GetFlattenedDirectoryListing(const PathPtr& inDirectory, const PathSet& inExcluded,
@@ -169,8 +124,14 @@ void GetFlattenedDirectoryListing(const PathPtr& inDirectory, const PathSet& inE
                                   std::vector<SubDirectoryRecord>& ioSubDirectories,
                                   bool& ioIsEmpty)
 {
-    Lister(inAbortFlag, inExtensions, ioFiles, ioUsedBytes)
-        .ListFlattened(inDirectory, LinkPolicy::kFollow, inExcluded, ioSubDirectories, ioIsEmpty);
+    SweepWatch watch = WatchOf(inAbortFlag);
+    ManagedTree tree(*inDirectory);
+    std::vector<TreeFile> files;
+    tree.List({ExtensionMatcher(inExtensions), inExcluded, watch, Ignore}, files);
+    SharedPaths paths(tree, inDirectory);
+    Append(files, paths, ioFiles, ioUsedBytes);
+    Append(tree.EmptyFolders(), tree, paths, ioSubDirectories);
+    ioIsEmpty = ioIsEmpty && tree.HasOnlyEmptyFolders();
 }
 
 bool MatchExtension(const qelcore::UTF16String& inName, const Extensions& inExtensions)
@@ -195,9 +156,13 @@ bool DeleteFile(const FileRecord& inRecord, const Extensions& inFileExtensionsAl
     AssertNotEmpty(inFileExtensionsAllowedToDelete, kSourcePath, __PRETTY_FUNCTION__, __LINE__);
     if (!MatchExtension(inRecord.mName, inFileExtensionsAllowedToDelete))
         return false;
-    Path path;
-    FileUtils::BuildPathSpec(*inRecord.mDirectory, inRecord.mName, path);
-    return !FileUtils::FileExists(path) || FileUtils::RemoveFile(path);
+    ManagedTree tree(*inRecord.mDirectory);
+    const std::string name = qelcore::utility::UTF16ToFileName(inRecord.mName);
+    TreeFile file;
+    file.name = name.c_str();
+    int error = 0;
+    const ManagedTree::Removal removal = tree.RemoveFile(file, kAnyAge, true, error);
+    return removal == ManagedTree::Removal::kDone || removal == ManagedTree::Removal::kGone;
 }
 
 void DeleteSubDirectory(const SubDirectoryRecord& inRecord)
@@ -210,8 +175,13 @@ void DeleteSubDirectory(const SubDirectoryRecord& inRecord)
     }
     catch (const qelcore::filesupport::dir_exception&)
     {
-        RK_TRACE("RK::DiskCacheManager", 5, "Unable to delete subdirectory: " << path);
+        TraceRefusedFolder(path);
     }
+}
+
+void TraceRefusedFolder(const Path& inPath)
+{
+    RK_TRACE("RK::DiskCacheManager", 5, "Unable to delete subdirectory: " << inPath);
 }
 
 } // namespace DiskCacheManager

@@ -19,6 +19,17 @@ void Shutdown()
         manager->Shutdown();
 }
 
+SweepReportPtr GetLastSweepReport()
+{
+    Manager* const manager = Manager::ExistingInstance();
+    return manager != nullptr ? manager->GetLastSweepReport() : SweepReportPtr();
+}
+
+SweepReportPtr SweepNow(const SweepOptions& inOptions)
+{
+    return Manager::Instance().SweepNow(inOptions);
+}
+
 ManagedVolumePtr ManagedVolume::Create(const Path& inPath,
                                        const Extensions& inFileExtensionsAllowedToDelete)
 {

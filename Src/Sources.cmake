@@ -51,10 +51,13 @@ target_sources(RiverKit PRIVATE
   Src/FileManager/FileManager.cpp
   Src/FileManager/FileManagerImpl.cpp
   Src/DiskCacheManager.cpp
+  Src/DiskCacheManagerAttendance.cpp
+  Src/DiskCacheManagerDirectorySweep.cpp
   Src/DiskCacheManagerFileUtils.cpp
   Src/DiskCacheManagerHandles.cpp
   Src/DiskCacheManagerLimits.cpp
   Src/DiskCacheManagerSweep.cpp
+  Src/DiskCacheManagerTree.cpp
   )
 include(${CMAKE_CURRENT_LIST_DIR}/MediaManager/Sources.cmake)
 

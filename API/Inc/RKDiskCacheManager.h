@@ -26,7 +26,7 @@
 //          of what is left, what the volume's limits ask for.
 // Safety   Only files whose extension was claimed are deleted or counted; extensions have their dot and
 //          are compared without regard to case. Hidden files, links and what they lead to are never
-//          touched, nor is a folder below that is managed by itself. No file that was read or written
+//          touched, nor is a folder below that is managed by itself, or where another volume is mounted. No file that was read or written
 //          in the 15 minutes before its sweep is deleted, whatever a limit says: so limits can be
 //          exceeded. The
 //          time of a file is the later of last access and last modification; where the system keeps
@@ -39,8 +39,10 @@
 // Threads  Any function from any thread. Sweeps run one at a time on a thread of their own. The disk is
 //          not touched while another caller waits, but for the size of the volume in Create.
 // Units    Sizes are bytes, percentages 0 to 100.
-// Errors   Limits that cannot be kept are no errors, and told to nobody. A volume that does not answer
-//          is passed over by the sweep.
+// Errors   Limits that cannot be kept are no errors; GetLastSweepReport() (RKDiskCacheSweepReport.h) tells
+//          of them. A volume that does not answer is passed over by the sweep, and one that falls silent
+//          while it is swept is left behind after "RKDiskCacheManager.VolumeSilenceLimit" milliseconds
+//          without any answer (a debug-database key; 20000 by default).
 namespace RK
 {
 namespace DiskCacheManager

@@ -48,7 +48,4 @@ private:
     const std::shared_ptr<OverdueQuestions> mOverdue;
 };
 
-/// Whether a volume of that type is made of this machine's own disks or memory, and so answers.
-bool IsLocalFileSystem(const std::string& inType);
-
 } // namespace Platform

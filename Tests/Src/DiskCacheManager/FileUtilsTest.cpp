@@ -198,10 +198,10 @@ TEST_F(DiskCacheFiles, TheFlagEndsTheWalkBeforeTheNextFolder)
 {
     mFiles.AddFile("/c/a/1.rkdc");
     mFiles.AddFile("/c/b/2.rkdc");
-    mFiles.Before(FileOperation::kStat, "/c/b",
-                  [&] { mAbort = 1; }); // the last of the top's entries
+    mFiles.AddFile("/c/last.rkdc");
+    mFiles.Before(FileOperation::kStat, "/c/last.rkdc", [&] { mAbort = 1; });
 
-    EXPECT_THAT(ListAll(u"/c"), IsEmpty());
+    EXPECT_THAT(ListAll(u"/c"), ElementsAre("/c/last.rkdc"));
     EXPECT_THAT(FolderPaths(), IsEmpty()); // what was not looked into is not empty
 }
 

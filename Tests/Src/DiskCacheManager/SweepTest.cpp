@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "DiskCacheFixture.h"
+#include "DiskCacheManagerSweep.h"
 #include "qelcore/UTCTime.h"
 
 namespace
@@ -343,10 +344,11 @@ TEST_F(SweepTest, FoldersOfOneVolumeCompeteByBoostedTime)
     volumes.at(u"/c").mMaxUsedBytes = 100;
     directories.at(u"/c").mPriorityBoost = hours(24);
     directories.at(u"/d").mVolumePath = directories.at(u"/c").mVolumePath;
-    const qelcore::threads::AtomicInt abort{0};
-    const Extensions extensions = {u".rkdc"};
+    SweepSettings settings;
+    settings.extensions = Extensions{u".rkdc"};
+    settings.now = qelcore::utility::ToUTCTime(kNow);
 
-    Sweep(volumes, directories, abort, true, extensions, qelcore::utility::ToUTCTime(kNow)).Run();
+    Sweep(volumes, directories, settings, std::make_shared<qelcore::threads::AtomicInt>(0)).Run();
     EXPECT_THAT(Left("/c"), ElementsAre("boosted.rkdc"));
     EXPECT_THAT(Left("/d"), IsEmpty());
 }

@@ -3,6 +3,7 @@ rk_add_tests(DiskCacheManagerTests LABELS disk-cache INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/LimitsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QueueCleanupTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RegistryTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SweepReportTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SweepTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SweepTimesTest.cpp)
 rk_add_tests(RealDiskCacheManagerTests LABELS disk-cache real SOURCES

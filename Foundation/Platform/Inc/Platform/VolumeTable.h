@@ -43,6 +43,9 @@ public:
     virtual int Space(const std::string& inPath, VolumeSpace& outSpace) = 0;
 };
 
+/// Whether a volume of that type is made of this machine's own disks or memory, and so answers.
+bool IsLocalFileSystem(const std::string& inType);
+
 /// The instance in force.
 IVolumeTable& VolumeTable();
 
