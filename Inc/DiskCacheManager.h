@@ -48,6 +48,7 @@ struct ManagedDirectoryRecord
     OptionalDuration mAutomaticExpiryDuration;
     boost::optional<bool> mDeleteEmptySubDirectories;
     bool mDisableRepeatDiskSweep = false;
+    bool mIsLink = false; // at first; a link that takes the folder's place later is not followed
     PathPtr mPath;
     PathPtr mVolumePath; // key of the volume's record
     boost::weak_ptr<ManagedDirectory> mDirectory;

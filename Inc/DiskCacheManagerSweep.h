@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "DiskCacheManager.h"
 #include "DiskCacheManagerTree.h"
 #include "RKDiskCacheSweepReport.h"
+#include "qelcore/Mutex.h"
 
 namespace RK
 {
@@ -42,7 +42,7 @@ public:
     void Remove(const Path& inPath);
 
 private:
-    mutable std::mutex mMutex; // a leaf
+    mutable qelcore::threads::Mutex mMutex; // a leaf
     std::multiset<Path> mPaths RK_GUARDED_BY(mMutex);
 };
 

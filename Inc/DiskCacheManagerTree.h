@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "DiskCacheManagerFileUtils.h"
+#include "Platform/FileSystem.h"
 #include "Platform/Folder.h"
 #include "RKDiskCacheSweepReport.h"
 #include "qelcore/AtomicInt.h"
@@ -107,9 +108,11 @@ public:
         kRefused
     };
 
-    explicit ManagedTree(const Path& inPath);
+    /// @param inPolicy  whether the path may end in a link.
+    explicit ManagedTree(const Path& inPath,
+                         Platform::LinkPolicy inPolicy = Platform::LinkPolicy::kFollow);
 
-    /// Opens the top; links are followed there. The second time it must be the same folder still.
+    /// Opens the top. The second time it must be the same folder still.
     int Open();
     void Close();
 
@@ -171,6 +174,7 @@ private:
     void SpreadFullness();
 
     const std::string mPath; // without a slash at its end
+    const Platform::LinkPolicy mPolicy;
     std::shared_ptr<Platform::IFolder> mTop;
     std::vector<Folder> mFolders;
     Names mNames;

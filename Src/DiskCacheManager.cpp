@@ -8,6 +8,9 @@
 #include <boost/make_shared.hpp>
 
 #include "DiskCacheManagerSweep.h"
+#include "Platform/FileSystem.h"
+#include "ZOR/PathUtils.h"
+#include "qelcore/TextConversion.h"
 
 namespace RK
 {
@@ -29,6 +32,15 @@ constinit CachedDatabaseValue<int> sDiskSweepIntervalMs("RKDiskCacheManager.Disk
                                                         600000);
 constinit CachedDatabaseValue<int> sVolumeSilenceLimitMs("RKDiskCacheManager.VolumeSilenceLimit",
                                                          20000);
+
+bool IsLink(const Path& inPath)
+{
+    Platform::FileStatus status;
+    const std::string path =
+        qelcore::utility::UTF16ToFileName(ZOR::PathUtils::RemoveTrailingSlash(inPath));
+    return Platform::FileSystem().Stat(path, Platform::LinkPolicy::kDoNotFollow, status) == 0 &&
+           status.kind == Platform::FileKind::kSymbolicLink;
+}
 
 SweepProgress ProgressOf(const SweepCounters& inCounters)
 {
@@ -118,6 +130,7 @@ Manager::GetOrInitializeManagedDirectory(const Path& inPath, const Extensions& i
     ManagedDirectoryPtr directory(new ManagedDirectory);
     directory->mVolume = volume;
     directory->mPath = boost::make_shared<Path>(inPath);
+    const bool isLink = IsLink(inPath);
 
     ScopedLock lock(mMutex, "RK::DiskCacheManager::GetOrInitializeManagedDirectory");
     const auto found = mDirectories.find(inPath);
@@ -129,6 +142,7 @@ Manager::GetOrInitializeManagedDirectory(const Path& inPath, const Extensions& i
     }
     ManagedDirectoryRecord record;
     record.mPriorityBoost = inPriorityBoost;
+    record.mIsLink = isLink;
     record.mPath = directory->mPath;
     record.mVolumePath = volume->mPath;
     record.mDirectory = directory;

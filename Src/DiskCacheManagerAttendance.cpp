@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <exception>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -78,19 +79,19 @@ bool Await(Errand& ioErrand, SweepWatch& ioWatch, std::chrono::milliseconds inSi
 
 bool LeftBehind::Has(const Path& inPath) const
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
+    const qelcore::threads::Lock lock(mMutex);
     return mPaths.count(inPath) != 0;
 }
 
 void LeftBehind::Add(const Path& inPath)
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
+    const qelcore::threads::Lock lock(mMutex);
     mPaths.insert(inPath);
 }
 
 void LeftBehind::Remove(const Path& inPath)
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
+    const qelcore::threads::Lock lock(mMutex);
     const auto found = mPaths.find(inPath);
     if (found != mPaths.end())
         mPaths.erase(found);

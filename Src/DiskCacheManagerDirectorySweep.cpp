@@ -60,7 +60,8 @@ DirectorySweep::DirectorySweep(const ManagedDirectoryRecord& inDirectory,
     , mSettings(inSettings)
     , mExcluded(std::move(inExcluded))
     , mCutoff(CutoffOf(inSettings))
-    , mTree(*inDirectory.mPath)
+    , mTree(*inDirectory.mPath, inDirectory.mIsLink ? Platform::LinkPolicy::kFollow
+                                                    : Platform::LinkPolicy::kDoNotFollow)
 {
     report.path = *inDirectory.mPath;
     report.maxFileCount = inDirectory.mMaxFileCount;

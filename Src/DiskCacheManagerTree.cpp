@@ -99,7 +99,7 @@ ExtensionMatcher::ExtensionMatcher(const Extensions& inExtensions)
 bool ExtensionMatcher::Matches(const std::string& inName) const
 {
     const std::size_t dot = inName.rfind('.');
-    if (!mAllASCII || dot == std::string::npos || dot == 0 ||
+    if (!mAllASCII || dot == std::string::npos || inName[0] == '.' ||
         !std::all_of(inName.begin() + static_cast<std::ptrdiff_t>(dot), inName.end(), IsASCII))
         return MatchExtension(qelcore::utility::FileNameToUTF16(inName), mExtensions);
     return std::any_of(mLowered.begin(), mLowered.end(),
@@ -127,8 +127,9 @@ const char* ManagedTree::Names::Add(const std::string& inName)
     return place;
 }
 
-ManagedTree::ManagedTree(const Path& inPath)
+ManagedTree::ManagedTree(const Path& inPath, Platform::LinkPolicy inPolicy)
     : mPath(qelcore::utility::UTF16ToFileName(ZOR::PathUtils::RemoveTrailingSlash(inPath)))
+    , mPolicy(inPolicy)
     , mFolders(1)
 {
 }
@@ -136,8 +137,7 @@ ManagedTree::ManagedTree(const Path& inPath)
 int ManagedTree::Open()
 {
     std::unique_ptr<Platform::IFolder> top;
-    if (const int error =
-            Platform::FileSystem().OpenFolder(mPath, Platform::LinkPolicy::kFollow, top))
+    if (const int error = Platform::FileSystem().OpenFolder(mPath, mPolicy, top))
         return error;
     Folder& folder = mFolders[kTop];
     if (folder.isKnown && top->Identity() != folder.identity)

@@ -99,7 +99,8 @@ private:
 class RK_API ManagedDirectory
 {
 public:
-    /// Puts a folder under management, without limits but those of its volume, which is that of
+    /// Puts a folder under management, or what a link leads to; a link that takes the place of a folder
+    /// later is not followed. Without limits but those of its volume, which is that of
     /// ManagedVolume::Create(inPath, ...). While another handle for that path, as it stands, lives, this
     /// gives the same and changes nothing.
     /// @param inFileExtensionsAllowedToDelete  such as ".rkdc". Must not be empty: that is reported,

@@ -7,6 +7,7 @@
 #include <boost/make_shared.hpp>
 
 #include "DiskCacheFixture.h"
+#include "DiskCacheManagerTree.h"
 #include "Support/ContractWatch.h"
 #include "Support/TraceCapture.h"
 
@@ -91,6 +92,41 @@ TEST_F(DiskCacheFiles, ARecordTakesSixtyFourBytesAndWhatItsNameNeeds)
     List(u"/c");
     ASSERT_EQ(2u, mFound.size());
     EXPECT_EQ(mFound[0].mDirectory, mFound[1].mDirectory);
+}
+
+TEST_F(DiskCacheFiles, AFileOfASweepTakesThirtyTwoBytesAndItsName)
+{
+    EXPECT_EQ(32u, sizeof(TreeFile));
+    for (int i = 10; i < 30; ++i)
+        mFiles.AddFile("/c/" + std::to_string(i) + ".rkdc");
+    SweepWatch watch(std::make_shared<qelcore::threads::AtomicInt>(0));
+    ManagedTree tree(u"/c");
+    std::vector<TreeFile> files;
+    const auto ignore = [](SweepStep, const std::string&, int) {};
+    ASSERT_EQ(0, tree.List({ExtensionMatcher(mExtensions), {}, watch, ignore}, files));
+
+    ASSERT_EQ(20u, files.size());
+    EXPECT_STREQ("10.rkdc", files[0].name);
+    for (std::size_t i = 1; i < files.size(); ++i)
+        EXPECT_EQ(8, files[i].name - files[i - 1].name); // one behind another, each with its NUL
+}
+
+TEST_F(DiskCacheFiles, NamesMatchAsBytesJustAsTheyDoAsText)
+{
+    const std::vector<Extensions> lists = {
+        {u".rkdc"}, {u".RkDc", u".x"}, {u".r\u212a"}, {u"rkdc"}, {}, {u""}};
+    const std::vector<std::string> names = {
+        "a.rkdc",    "a.RKDC",     "a.rkdc.bak", "a.rkd",           "a.rkdcx", "a",
+        ".rkdc",     "a.x",        "..",         "...rkdc",         "a.rk",    "a.r\xe2\x84\xaa",
+        "\xff.rkdc", "a.rkdc\xff", "a.",         "a.R\xe2\x84\xaa", "a.b.X"};
+    for (const Extensions& list : lists)
+    {
+        const ExtensionMatcher matcher(list);
+        for (const std::string& name : names)
+            EXPECT_EQ(MatchExtension(qelcore::utility::FileNameToUTF16(name), list),
+                      matcher.Matches(name))
+                << name;
+    }
 }
 
 TEST_F(DiskCacheFiles, AFolderListsWhatIsClaimedAndItsFoldersOnly)

@@ -380,8 +380,45 @@ TEST_F(SweepMeanwhile, ATopThatWasExchangedAheadOfTheVolumePhaseIsNotTouched)
                   });
     mReport = SweepOnce();
 
-    EXPECT_EQ(ESTALE, OnlyError());
+    EXPECT_EQ(ENOTDIR, OnlyError());
     EXPECT_TRUE(mFiles.Has("/other/sub/a.rkdc"));
+}
+
+TEST_F(SweepMeanwhile, ALinkInThePlaceOfTheTopIsNotFollowedByLaterSweepsEither)
+{
+    mFiles.Vanish("/c");
+    mFiles.AddLink("/c", "/elsewhere");
+    mReport = SweepOnce();
+
+    EXPECT_EQ(SweepOutcome::kUnreadable, mReport->directories.at(0).outcome);
+    EXPECT_TRUE(mFiles.Has("/elsewhere/a.rkdc"));
+}
+
+TEST_F(SweepMeanwhile, ALinkThatWasPutUnderManagementLeadsToOneFolderWithinASweep)
+{
+    mFiles.AddLink("/l", "/elsewhere");
+    Put("/third/a.rkdc", kHour);
+    const ManagedDirectoryPtr link =
+        mManager.GetOrInitializeManagedDirectory(u"/l", {u".rkdc"}, boost::none);
+    FreeVolume(u"/l");
+    mManager.SetVolumeMaxUsedBytes(*VolumeOf(u"/l"), 0);
+    mFiles.Before(FileOperation::kStat, "/elsewhere/a.rkdc",
+                  [&]
+                  {
+                      mFiles.Before(FileOperation::kOpenFolder, "/l",
+                                    [&]
+                                    {
+                                        mFiles.Vanish("/l");
+                                        mFiles.AddLink("/l", "/third");
+                                    });
+                  });
+    mReport = SweepOnce();
+
+    EXPECT_EQ(ESTALE, mReport->directories.at(1).refused.first.at(0).errorNumber);
+    EXPECT_TRUE(mFiles.Has("/third/a.rkdc"));
+    mReport = SweepOnce(); // what it leads to now is the folder
+    EXPECT_FALSE(mFiles.Has("/third/a.rkdc"));
+    EXPECT_TRUE(mFiles.Has("/elsewhere/a.rkdc"));
 }
 
 } // namespace

@@ -22,8 +22,8 @@ namespace
 
 using namespace RK::DiskCacheManager;
 
-constexpr int kSetters = 3;
-constexpr int kRounds = 300;
+constexpr int kSetters = 8;
+constexpr int kRounds = 150;
 constexpr int kFiles = 40;
 
 class SweepStress : public ::testing::Test
@@ -50,6 +50,55 @@ protected:
     {
         return qelcore::utility::FileNameToUTF16(mFolder.Path("f" + std::to_string(inNumber)));
     }
+    static void SetAndGetLimits(Manager& ioManager, const ManagedDirectory& inDirectory,
+                                int inRound)
+    {
+        ioManager.SetDirectoryMaxFileCount(inDirectory, inRound % 7);
+        ioManager.SetDirectoryMaxUsedBytes(inDirectory, 5 * (inRound % 5));
+        ioManager.SetDirectoryDeleteEmptySubDirectories(inDirectory, inRound % 2 == 0);
+        ioManager.SetDirectoryPriorityBoost(inDirectory,
+                                            OptionalDuration(boost::posix_time::seconds(inRound)));
+        ioManager.SetDirectoryAutomaticExpiryDuration(
+            inDirectory, OptionalDuration(boost::posix_time::hours(inRound % 3)));
+        ioManager.GetDirectoryMaxFileCount(inDirectory);
+        ioManager.GetDirectoryMaxUsedBytes(inDirectory);
+        ioManager.GetDirectoryDeleteEmptySubDirectories(inDirectory);
+        ioManager.GetDirectoryPriorityBoost(inDirectory);
+        ioManager.GetDirectoryAutomaticExpiryDuration(inDirectory);
+    }
+    static void SetAndGetLimits(Manager& ioManager, const ManagedVolume& inVolume, int inRound)
+    {
+        ioManager.SetVolumeMaxUsedBytes(inVolume, inRound);
+        ioManager.SetVolumeFreeSpaceBytes(inVolume, inRound);
+        ioManager.SetVolumeFreeSpacePercentage(inVolume, static_cast<float>(inRound % 10));
+        ioManager.GetVolumeMaxUsedBytes(inVolume);
+        ioManager.GetVolumeFreeSpaceBytes(inVolume);
+        ioManager.GetVolumeFreeSpacePercentage(inVolume);
+        ioManager.IsCloseToFull(inVolume);
+    }
+    static SweepReportPtr SweepOnDemand(Manager& ioManager, bool inDryRun)
+    {
+        SweepOptions options;
+        options.dryRun = inDryRun;
+        options.nameFiles = true;
+        if (inDryRun)
+            options.onProgress = [](const SweepProgress&) {};
+        return ioManager.SweepNow(options);
+    }
+    /// Reads all of it: a report never changes once it is there.
+    static void LookAtReport(const SweepReportPtr& inReport)
+    {
+        if (!inReport)
+            return;
+        for (const DirectorySweepReport& directory : inReport->directories)
+        {
+            SweepAmount gone = directory.gone;
+            for (const SweepAmount& deleted : directory.deleted)
+                gone = {gone.files + deleted.files, gone.bytes + deleted.bytes};
+            EXPECT_EQ(directory.found.files, directory.left.files + gone.files);
+            EXPECT_EQ(directory.found.bytes, directory.left.bytes + gone.bytes);
+        }
+    }
     /// What one client does all day.
     void Set(Manager& ioManager, int inNumber) const
     {
@@ -59,17 +108,16 @@ protected:
                 Folder(inNumber), {u".rkdc"}, boost::none);
             const ManagedDirectoryPtr common =
                 ioManager.GetOrInitializeManagedDirectory(Folder(0), {u".rkdc"}, boost::none);
-            ioManager.SetDirectoryMaxFileCount(*own, i % 7);
-            ioManager.SetDirectoryMaxUsedBytes(*common, 5 * (i % 5));
-            ioManager.SetDirectoryDeleteEmptySubDirectories(*common, i % 2 == 0);
+            SetAndGetLimits(ioManager, *own, i);
+            SetAndGetLimits(ioManager, *common, i + inNumber);
             ioManager.AddFileExtensionsAllowedToDelete(*common, {u".x"});
             if (i % 50 == 0)
                 ioManager.DisableRepeatDiskSweep(*own);
-            const ManagedVolumePtr volume =
-                ioManager.GetOrInitializeManagedVolume(Folder(0), {u".rkdc"});
-            ioManager.SetVolumeMaxUsedBytes(*volume, i);
-            ioManager.IsCloseToFull(*volume);
-            ioManager.GetDirectoryMaxFileCount(*common);
+            SetAndGetLimits(ioManager,
+                            *ioManager.GetOrInitializeManagedVolume(Folder(0), {u".rkdc"}), i);
+            LookAtReport(ioManager.GetLastSweepReport());
+            if (i % 40 == inNumber)
+                LookAtReport(SweepOnDemand(ioManager, inNumber % 2 == 0));
             Put("f" + std::to_string(inNumber) + "/" + std::to_string(i % kFiles) + ".rkdc", 7200);
         }
     }

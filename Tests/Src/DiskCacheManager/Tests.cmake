@@ -14,3 +14,7 @@ rk_add_tests(ManyCachedFilesTests LABELS disk-cache real stress SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/ManyFilesTest.cpp)
 rk_add_tests(DiskCacheManagerStressTests LABELS disk-cache stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/SweepStressTest.cpp)
+rk_add_tests(MountedDiskCacheFaultsTests LABELS disk-cache real LIBRARIES rk_faulty_mount_support SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/MountedFaultsTest.cpp)
+rk_add_tests(HostileSweepTests LABELS disk-cache real stress SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/HostileSweepTest.cpp)
