@@ -1,5 +1,7 @@
 #include "Platform/Backtrace.h"
 
+#include <bit>
+
 #include <backtrace.h>
 #include <dlfcn.h>
 
@@ -68,7 +70,7 @@ bool FindFunctionName(std::uintptr_t inAddress, std::string& outName)
         backtrace_pcinfo(State(), inAddress, &TakeDebugName, &IgnoreError, &name);
     Dl_info module = {};
     // The loader knows of modules that came later.
-    if (name.empty() && dladdr(reinterpret_cast<const void*>(inAddress), &module) != 0 &&
+    if (name.empty() && dladdr(std::bit_cast<const void*>(inAddress), &module) != 0 &&
         module.dli_sname)
         name = module.dli_sname;
     if (name.empty())

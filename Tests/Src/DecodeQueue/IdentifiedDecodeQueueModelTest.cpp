@@ -440,11 +440,10 @@ private:
         for (const auto& [guid, request] : mPrimaries)
             primaries.emplace_back(guid, request);
         ASSERT_EQ(primaries, mQueue->Primaries());
-        InspectedIdentifiedQueue::Held duplicates;
+        std::multimap<Guid, RK::DecodeRequest*> parked; // of one Guid in order of arrival
         for (IdentifiedModelRequest* request : mParked)
-            duplicates.emplace_back(request->guid, request);
-        std::stable_sort(duplicates.begin(), duplicates.end(),
-                         [](const auto& a, const auto& b) { return a.first < b.first; });
+            parked.emplace(request->guid, request);
+        const InspectedIdentifiedQueue::Held duplicates(parked.begin(), parked.end());
         ASSERT_EQ(duplicates, mQueue->Duplicates());
         ASSERT_EQ(mIOCost, mQueue->IOCost());
         const ItemCount count = CountItems(*mQueue);
