@@ -11,7 +11,7 @@
 // ratio of processor times holds on a loaded machine too.
 //
 // Memory tells what one sweep, the first in a process of its own, adds to the process's resident memory
-// at its peak, for each file, and how much of this is neither the file's name nor its 64 bytes.
+// at its peak, for each file, and how much of this is neither the file's name nor its record.
 //
 // RK_BENCH_FILES tells how many files there are: 50000, or 1000000 for the size that counts. They lie in 1000
 // folders, on the volume in memory /dev/shm and in RK_BENCH_DISK (/var/tmp), made for each anew.
@@ -33,7 +33,7 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "DiskCacheManagerFileUtils.h"
+#include "DiskCacheManagerTree.h"
 #include "RKDiskCacheManager.h"
 #include "RKInitializer.h"
 #include "ZORMessaging/Station.h"
@@ -90,7 +90,7 @@ public:
         std::filesystem::remove_all(mPath, ignored);
     }
     const std::string& Path() const { return mPath; }
-    static constexpr std::size_t kNameUnits = 29;
+    static constexpr std::size_t kNameBytes = 29;
 
 private:
     void Fill(int inFolder) const
@@ -313,12 +313,12 @@ void Memory(benchmark::State& ioState, const std::string& inParent)
         peak = PeakOfFirstSweep(folder.Path(), empty);
     rmdir(empty.c_str());
     const double perFile = static_cast<double>(peak) / FileCount();
-    const double name = 2.0 * (CacheFolder::kNameUnits + 1);
+    const double name = CacheFolder::kNameBytes + 1; // with its NUL
     ioState.counters["files"] = FileCount();
-    ioState.counters["record_bytes"] = sizeof(FileRecord);
+    ioState.counters["record_bytes"] = sizeof(TreeFile);
     ioState.counters["name_bytes"] = name;
     ioState.counters["peak_per_file"] = perFile;
-    ioState.counters["beyond_record_and_name"] = perFile - name - sizeof(FileRecord);
+    ioState.counters["beyond_record_and_name"] = perFile - name - sizeof(TreeFile);
 }
 
 BENCHMARK_CAPTURE(Memory, OnVolumeInMemory, "/dev/shm")

@@ -64,6 +64,7 @@ std::vector<OptionRow> OptionsOf(CacheManageOptions& o)
                  Refuse(kCommand, g.mName + " takes from 1s to 7d, not '" + g.mValue + "'");
          }},
         {"--once", false, [&o](const Given&) { o.mOnce = true; }},
+        {"--dry-run", false, [&o](const Given&) { o.mDryRun = o.mOnce = true; }},
     };
 }
 
@@ -133,7 +134,7 @@ const char* CacheManageHelp()
     return R"(rkhost cache manage DIR --extensions .a,.b [OPTION...]
 
 Keeps a folder within limits, as the disk cache manager does in an application: by deleting the files
-that were not used for longest. Sweeps every ten minutes until it is interrupted.
+that were not used for longest. Sweeps at once, then every ten minutes, until it is interrupted.
 
   --extensions .a,.b      which files may be deleted. No other file is deleted or counted.
   --max-bytes N           the most that the files may use, such as 500M or 10GiB (units of 1024)
@@ -144,12 +145,13 @@ that were not used for longest. Sweeps every ten minutes until it is interrupted
   --delete-empty-folders  removes folders below that hold nothing
   --interval DURATION     between two sweeps (10m)
   --once                  sweeps once, and ends
+  --dry-run               names what a sweep would delete, and deletes nothing
 
 A DURATION is a number and a unit: 30s, 10m, 2h, 7d. No file that was read or written within the last
 15 minutes is deleted, so limits may be exceeded; hidden files and links are never touched.
 
-Exit code: 0 all went well, limits that cannot be kept yet included; 1 there is no such folder;
-2 what is asked for makes no sense, or is too dangerous; 130 a single sweep
+Exit code: 0 all went well, limits that cannot be kept yet included; 1 something could not be deleted,
+or there is no such folder; 2 what is asked for makes no sense, or is too dangerous; 130 a single sweep
 was interrupted. SIGINT and SIGTERM end the managing in good order, with 0.
 )";
 }

@@ -20,7 +20,8 @@ struct CacheManageOptions
     std::vector<std::string> mExtensions;           ///< each with its dot; never empty
     boost::optional<std::int64_t> mIntervalSeconds; ///< between two sweeps
     bool mDeleteEmptyFolders = false;
-    bool mOnce = false; ///< one sweep
+    bool mOnce = false; ///< one sweep; also for a dry run
+    bool mDryRun = false;
 };
 
 /// @throw HostError with kExit_Usage

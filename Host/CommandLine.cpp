@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <limits>
 #include <string_view>
 
@@ -12,6 +13,13 @@ namespace RKHost
 
 namespace
 {
+
+struct DurationUnit
+{
+    char mName;
+    std::int64_t mSeconds;
+};
+constexpr DurationUnit kDurationUnits[] = {{'d', 86400}, {'h', 3600}, {'m', 60}, {'s', 1}};
 
 template <class T>
 bool Read(const std::string& inText, T& outValue)
@@ -159,17 +167,11 @@ bool ParseByteCount(const std::string& inText, std::uint64_t& outBytes)
 
 bool ParseDuration(const std::string& inText, std::int64_t& outSeconds)
 {
-    struct Unit
-    {
-        char mName;
-        std::int64_t mSeconds;
-    };
-    static constexpr Unit kUnits[] = {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}};
     constexpr std::int64_t kMost = std::int64_t{36500} * 86400;
     std::int64_t value = 0;
     if (inText.empty() || !Read(inText.substr(0, inText.size() - 1), value) || value < 0)
         return false;
-    for (const Unit& unit : kUnits)
+    for (const DurationUnit& unit : kDurationUnits)
     {
         if (inText.back() == unit.mName && value <= kMost / unit.mSeconds)
         {
@@ -178,6 +180,15 @@ bool ParseDuration(const std::string& inText, std::int64_t& outSeconds)
         }
     }
     return false;
+}
+
+std::string DurationText(std::int64_t inSeconds)
+{
+    const auto* unit = std::find_if(std::begin(kDurationUnits), std::end(kDurationUnits),
+                                    [&](const DurationUnit& inUnit)
+                                    { return inSeconds != 0 && inSeconds % inUnit.mSeconds == 0; });
+    unit = unit != std::end(kDurationUnits) ? unit : std::prev(unit);
+    return std::to_string(inSeconds / unit->mSeconds) + unit->mName;
 }
 
 } // namespace RKHost

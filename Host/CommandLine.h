@@ -59,4 +59,7 @@ bool ParseByteCount(const std::string& inText, std::uint64_t& outBytes);
 /// @return false if it is nothing of the kind, or beyond 36500 days; outSeconds is then untouched.
 bool ParseDuration(const std::string& inText, std::int64_t& outSeconds);
 
+/// As ParseDuration reads it, in the largest unit that fits.
+std::string DurationText(std::int64_t inSeconds);
+
 } // namespace RKHost

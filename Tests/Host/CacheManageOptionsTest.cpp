@@ -45,7 +45,7 @@ TEST(CacheManageOptions, NothingIsLimitedThatWasNotAskedFor)
     EXPECT_EQ((Arguments{".a", ".B"}), options.mExtensions);
     EXPECT_FALSE(options.mMaxBytes || options.mMaxFiles || options.mExpirySeconds ||
                  options.mBoostSeconds || options.mFreePercent || options.mIntervalSeconds);
-    EXPECT_FALSE(options.mOnce || options.mDeleteEmptyFolders);
+    EXPECT_FALSE(options.mOnce || options.mDryRun || options.mDeleteEmptyFolders);
 }
 
 TEST(CacheManageOptions, EachLimitIsTaken)
@@ -62,6 +62,12 @@ TEST(CacheManageOptions, EachLimitIsTaken)
     EXPECT_EQ(30, *options.mIntervalSeconds);
     EXPECT_TRUE(options.mOnce);
     EXPECT_TRUE(options.mDeleteEmptyFolders);
+    EXPECT_FALSE(options.mDryRun);
+}
+
+TEST(CacheManageOptions, ADryRunIsASingleOne)
+{
+    EXPECT_TRUE(ParseCacheManage({"c", "--extensions=.a", "--dry-run"}).mOnce);
 }
 
 TEST(CacheManageOptions, AFolderAndItsExtensionsMustBeNamed)

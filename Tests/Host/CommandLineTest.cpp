@@ -82,6 +82,17 @@ TEST(CommandLine, DurationsHaveAUnit)
         EXPECT_EQ(-1, seconds(wrong)) << wrong;
 }
 
+TEST(CommandLine, ADurationIsWrittenAsItIsRead)
+{
+    for (const char* text : {"0s", "59s", "61s", "10m", "25h", "7d"})
+    {
+        std::int64_t seconds = -1;
+        EXPECT_TRUE(RKHost::ParseDuration(text, seconds));
+        EXPECT_EQ(text, RKHost::DurationText(seconds));
+    }
+    EXPECT_EQ("2d", RKHost::DurationText(48 * 3600));
+}
+
 TEST(CommandLine, OptionsStandAnywhereBeforeTwoDashes)
 {
     const Parsed parsed = Parse({"a", "--text", "t", "b", "--flag", "--", "--text"});

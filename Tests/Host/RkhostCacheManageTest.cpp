@@ -12,7 +12,9 @@ namespace RKHostTests
 namespace
 {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
 using testing::UnorderedElementsAre;
 
 constexpr std::int64_t kHour = 3600;
@@ -73,6 +75,50 @@ TEST_F(RkhostCacheManage, TheOldestGoUntilCountAndBytesFit)
     EXPECT_THAT(Left(), UnorderedElementsAre("1.rkdc", "2.rkdc"));
 }
 
+TEST_F(RkhostCacheManage, ADryRunNamesWhatWouldGoAndDeletesNothing)
+{
+    Put("old.rkdc", 2 * kDay);
+    Put("older.rkdc", 3 * kDay);
+    Put("young.rkdc", 60);
+    Put("strange\n\033name.rkdc", 2 * kDay);
+    mFolder.MakeFolder("empty");
+
+    std::vector<std::string> command =
+        Command({"--expire", "1d", "--dry-run", "--free-percent", "0", "--delete-empty-folders"});
+    // Not even where sweeps would follow each other at once.
+    const Ended ended = Run(command, "", {"RK_DEBUG=RKDiskCacheManager.DiskSweepInterval=1"});
+
+    EXPECT_EQ(0, ended.mCode) << ended.mError;
+    EXPECT_EQ(5u, Left().size());
+    EXPECT_THAT(ended.mOutput, ContainsRegex("would delete by age, [^\n]*: [^\n]*/old\\.rkdc\n"));
+    EXPECT_THAT(ended.mOutput, ContainsRegex("would delete by age, [^\n]*: [^\n]*/older\\.rkdc\n"));
+    EXPECT_THAT(ended.mOutput, HasSubstr("/strange\\x0a\\x1bname.rkdc\n"));
+    EXPECT_THAT(ended.mOutput, HasSubstr("would delete the empty folder "));
+    EXPECT_THAT(ended.mOutput, Not(HasSubstr("young.rkdc")));
+    EXPECT_EQ("3 files, 300 B", Row(ended, "  would delete by age"));
+}
+
+TEST_F(RkhostCacheManage, TheReportTellsRulesSparedFilesAndLimitsThatAreNotKept)
+{
+    Put("expired.rkdc", 2 * kDay);
+    Put("older.rkdc", 2 * kHour);
+    Put("old.rkdc", kHour);
+    Put("young.rkdc", 60);
+    Put("younger.rkdc", 30);
+
+    const Ended ended = SweepOnce({"--expire", "1d", "--max-files", "1", "--max-bytes", "1K"});
+
+    EXPECT_EQ(0, ended.mCode) << ended.mError;
+    EXPECT_EQ("", ended.mError);
+    EXPECT_EQ("5 files, 500 B, in 1 folder", Row(ended, "  found"));
+    EXPECT_THAT(Row(ended, "  deleted by age"), HasSubstr("1 file,"));
+    EXPECT_THAT(Row(ended, "  deleted by count"), HasSubstr("2 files,"));
+    EXPECT_THAT(Row(ended, "  left"), HasSubstr("2 files,"));
+    EXPECT_EQ("at most 1: still 1 over it", Row(ended, "  limit of files"));
+    EXPECT_THAT(ended.mOutput, HasSubstr("used in the last 15 minutes"));
+    EXPECT_THAT(ended.mOutput, HasSubstr("at most 1.00 KB: kept"));
+}
+
 TEST_F(RkhostCacheManage, EmptyFoldersGoIfThatIsAskedFor)
 {
     mFolder.MakeFolder("empty/inner");
@@ -128,7 +174,7 @@ TEST_F(RkhostTest, CacheTellsItsVerbsAndHelpsWithEach)
     EXPECT_THAT(verbs.mOutput, HasSubstr("manage DIR"));
     const Ended manage = Run({"cache", "manage", "--help"});
     EXPECT_EQ(0, manage.mCode);
-    EXPECT_THAT(manage.mOutput, HasSubstr("--max-bytes"));
+    EXPECT_THAT(manage.mOutput, HasSubstr("--dry-run"));
     EXPECT_EQ(2, Run({"cache"}).mCode);
     const Ended unknown = Run({"cache", "burn"});
     EXPECT_EQ(2, unknown.mCode);

@@ -3,13 +3,13 @@ if(TARGET rkhost)
   rk_add_tests(ImageImporterTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/ImageImporterTest.cpp)
   rk_add_tests(HostPartsTests LABELS host LIBRARIES rkhost_parts ${CMAKE_DL_LIBS}
-    SOURCES ${here}/AnalysisStoreTest.cpp ${here}/CacheManageOptionsTest.cpp
+    SOURCES ${here}/AnalysisStoreTest.cpp ${here}/CacheManageCommandTest.cpp ${here}/CacheManageOptionsTest.cpp
             ${here}/ChecksumTest.cpp ${here}/CommandLineTest.cpp
             ${here}/EventLoopTest.cpp ${here}/FilePoolTest.cpp
             ${here}/FrameAnalysisTest.cpp ${here}/ItemReadTest.cpp
             ${here}/FrameRequestTest.cpp ${here}/MonitorChannelTest.cpp ${here}/OptionsTest.cpp
             ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp ${here}/ScrubOrderTest.cpp
-            ${here}/SummaryTest.cpp)
+            ${here}/SummaryTest.cpp ${here}/SweepTextTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp ${here}/RkhostScrubTest.cpp
             ${here}/RkhostAnalysisTest.cpp ${here}/RkhostCacheItemsTest.cpp
