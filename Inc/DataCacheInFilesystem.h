@@ -40,6 +40,9 @@ struct DataCacheFolder
     void List(const DataCache::CacheKey& inKey, DataCache::AvailableCachedItemList& outSubKeys);
     std::size_t CountItems();
 
+    /// As it is now: what looks at each item's file does that without the lock.
+    DataCacheIndex::KeyToSubKeysMap CopyIndex();
+
     /// Adds the items that the folder holds, and removes temporary files that a crash has left.
     void ScanDiskForCacheFiles();
     /// Does the latter alone.
@@ -109,6 +112,8 @@ public:
                                     std::uint32_t& outBytes) const;
     /// The one way for an item to leave the index. One that was in it is reported on the station.
     void RemoveItemFromKeyToSubKeysMap(const CacheKey& inKey, const CacheSubKey& inSubKey) const;
+    /// Takes items off the index whose files have gone; adds none. Looks for each file, until the store ends.
+    void VerifyIndex() const;
 
 private:
     void StopAndRelease(qelcore::threads::AsyncExecutorPtr& ioExecutor);
@@ -120,8 +125,8 @@ private:
     qelcore::threads::AsyncExecutorPtr mReadExecutor;
     qelcore::threads::AsyncExecutorPtr mWriteExecutor; // also touches and removals
     DiskCacheManager::ManagedDirectoryPtr mManagedDirectory;
-    // Here comes the watch on the folder, which GetStationID() is to begin: until then what others delete
-    // is noticed when a read or a touch fails.
+    // Here comes the watch on the folder, which GetStationID() is to begin, and which has each removed file
+    // go through NotifyItemsRemoved(). Until then what others delete is noticed when a read or touch fails.
 };
 
 } // namespace RK

@@ -40,4 +40,13 @@ void AsyncWrite(const boost::shared_ptr<DataCacheWrite>& inWrite);
 void AsyncTouch(const boost::shared_ptr<DataCacheWrite>& inTouch);
 void AsyncRemove(const boost::shared_ptr<DataCacheWrite>& inRemoval);
 
+// Those that bring the index in step with a folder that others delete from, on the shared executor for work
+// that waits. Both end quietly if the store has gone.
+
+/// A path in the folder is no more. If its name tells the item, that one leaves the index; anything may have
+/// gone otherwise, so all are looked at, in a job of its own.
+void NotifyItemsRemoved(const boost::weak_ptr<const DataCacheInFilesystem>& inStore,
+                        const qelcore::UTF16String& inPath);
+void VerifyIndex(const boost::weak_ptr<const DataCacheInFilesystem>& inStore);
+
 } // namespace RK

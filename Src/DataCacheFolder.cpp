@@ -99,6 +99,12 @@ std::size_t DataCacheFolder::CountItems()
     return mKeyToSubKeys.Map().size();
 }
 
+DataCacheIndex::KeyToSubKeysMap DataCacheFolder::CopyIndex()
+{
+    RecursiveMutex::ScopedLock lock(mIndexLock, "RK::DataCacheFolder::CopyIndex");
+    return mKeyToSubKeys.Map();
+}
+
 /// Visits what is directly in the folder, until the store ends. A folder that cannot be read is empty.
 template <class Visit>
 void DataCacheFolder::WalkFolder(const Visit& inVisit)

@@ -32,6 +32,7 @@ target_sources(RiverKit PRIVATE
   Src/DataCacheInMemory.cpp
   Src/DataCacheItemName.cpp
   Src/DataCacheJobs.cpp
+  Src/DataCacheRepair.cpp
   Src/DataCacheReport.cpp
   Src/DataCacheWriter.cpp
   Src/DecodeQueue.cpp

@@ -12,6 +12,7 @@ rk_add_tests(data_cache_internal_tests LABELS data-caches INTERNAL SOURCES
 rk_add_tests(folder_store_tests LABELS data-caches INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreFolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreReadTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreRepairTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreWriteTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ItemIndexTest.cpp)
 rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
