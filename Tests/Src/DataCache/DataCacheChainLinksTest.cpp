@@ -83,6 +83,37 @@ TEST_F(DataCacheChainLinksTest, AnOperationEndsWithTheLinksThatItBeganWithAndKee
     EXPECT_TRUE(second.expired());
 }
 
+TEST_F(DataCacheChainLinksTest, LinksCanBeReplacedOnAnotherThreadInTheMiddleOfEachOperation)
+{
+    int replaced = 0;
+    mFirst->onCall = [&](const std::string&)
+    {
+        std::thread([&] { mChain.ReplaceChainLinks(nullptr, mOther); }).join();
+        ++replaced;
+    };
+    Get();
+    mChain.PutItem(mKey, mSubKey, BufferOf("data"));
+    mChain.TouchItem(mKey, mSubKey);
+    mChain.RemoveItem(mKey, mSubKey);
+    mChain.IsItemAvailable(mKey, mSubKey);
+    Listed(mChain, mKey);
+    EXPECT_EQ(replaced, 6);
+}
+
+TEST_F(DataCacheChainLinksTest, ADeliveryThatComesAfterTheChainHasGoneIsPutBackAndCompleted)
+{
+    int completions = 0;
+    mSecond->answer = RK::kDataCacheResultReadQueued;
+    {
+        RK::DataCacheChain chain(mFirst, mSecond);
+        chain.GetItem(mKey, mSubKey, [&](auto&&...) { ++completions; }, mBuffer);
+    }
+    mLog.clear();
+    mSecond->completions.back()(qelcore::kResult_OK, mKey, mSubKey, BufferOf("data"));
+    EXPECT_THAT(mLog, ElementsAre("first.PutItem data"));
+    EXPECT_EQ(completions, 1);
+}
+
 TEST_F(DataCacheChainLinksTest, TheChainCanBeUsedByOthersWhileAReplacedLinkEnds)
 {
     struct SlowToEnd : ScriptedLink

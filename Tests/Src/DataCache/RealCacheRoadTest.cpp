@@ -194,8 +194,6 @@ TEST_F(RealCacheRoad, ARequestGoesFromMissToPutToDiskToMemoryAndThroughTheSweepT
     }
     {
         SCOPED_TRACE("the next read fails once, and that heals the index and is told on the chain");
-        ASSERT_TRUE(qelcore::threads::RegisterMainThread());
-        RemovalListener listener(mProgram->chain.GetStationID());
         Completions failed;
         EXPECT_EQ(Get(failed), RK::kDataCacheResultReadQueued);
         failed.WaitForOne();
@@ -204,9 +202,12 @@ TEST_F(RealCacheRoad, ARequestGoesFromMissToPutToDiskToMemoryAndThroughTheSweepT
         EXPECT_FALSE(failed.mWasInMemory);
         EXPECT_THAT(Listed(*mProgram->folder, mKey), IsEmpty());
         EXPECT_FALSE(mProgram->chain.IsItemAvailable(mKey, mSubKey));
+        EXPECT_EQ(failed.mCount, 1);
+        // Nothing is told before the main thread is driven, so there is time to begin to listen.
+        ASSERT_TRUE(qelcore::threads::RegisterMainThread());
+        const RemovalListener listener(mProgram->chain.GetStationID());
         qelcore::threads::RunMainThreadUntilStopped();
         EXPECT_EQ(listener.mHeard, 1);
-        EXPECT_EQ(failed.mCount, 1);
         qelcore::threads::UnregisterMainThread();
     }
     {
