@@ -92,6 +92,18 @@ TEST_F(PlatformWindowManagerTest, ReleasingAViewMayCallBack)
     EXPECT_EQ(1, child.releases);
 }
 
+TEST_F(PlatformWindowManagerTest, ARetainFindsTheViewRegistered)
+{
+    bool known = false;
+    SetViewFunctions({[&](RK::PlatformView inView) { known = AddDependency(inView); }, &Release});
+    Register(&mView);
+    EXPECT_TRUE(known);
+    RemoveDependency(&mView);
+    RemoveDependency(&mView);
+    RunMainThreadUntilIdle();
+    EXPECT_EQ(1, mView.releases);
+}
+
 TEST_F(PlatformWindowManagerTest, NoLockIsHeldDuringARelease)
 {
     bool added = true;
