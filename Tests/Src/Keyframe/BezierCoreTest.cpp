@@ -260,9 +260,10 @@ TEST(BezierTimes, AreTakenInSeconds)
               RK::BezierUtils::GetBezier1dDerivFromX(seconds(0.625), seconds(0.5), 7, seconds(0.75),
                                                      8, seconds(1), 9, seconds(1.5), 11));
     const TickTime odd(1234567890123456789);
-    EXPECT_EQ(GetBezierTValue(1234567890123456789 / 254016000000.0, 0, 1e6, 4e6, 5e6),
-              RK::BezierUtils::GetBezierTValue(odd, seconds(0), seconds(1e6), seconds(4e6),
-                                               seconds(5e6)));
+    EXPECT_EQ(
+        GetBezierTValue(static_cast<double>(odd.GetTicks()) / 254016000000.0, 0, 1e6, 4e6, 5e6),
+        RK::BezierUtils::GetBezierTValue(odd, seconds(0), seconds(1e6), seconds(4e6),
+                                         seconds(5e6)));
 }
 
 } // namespace
