@@ -15,6 +15,7 @@
 #include "CacheCommand.h"
 #include "ConsoleCommand.h"
 #include "ConvertCommand.h"
+#include "CurveCommand.h"
 #include "EventLoop.h"
 #include "FilePool.h"
 #include "HostError.h"
@@ -57,6 +58,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunConvert(inOptions.mLines);
     case Word::kVR:
         return RunVR(inOptions.mLines);
+    case Word::kCurve:
+        return RunCurve(inOptions.mLines);
     default:
         return RunInfo();
     }

@@ -81,9 +81,11 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},       {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
-    {"console", Word::kConsole}, {"cache", Word::kCache},     {"convert", Word::kConvert},
-    {"vr", Word::kVR},           {"info", Word::kInfo},       {"--version", Word::kVersion},
+    {"play", Word::kPlay},       {"monitor", Word::kMonitor},
+    {"balance", Word::kBalance}, {"console", Word::kConsole},
+    {"cache", Word::kCache},     {"convert", Word::kConvert},
+    {"vr", Word::kVR},           {"curve", Word::kCurve},
+    {"info", Word::kInfo},       {"--version", Word::kVersion},
 };
 
 Word WordOf(const std::string& inName)
@@ -144,7 +146,8 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
 {
     Options options;
     const std::string word = inArguments.empty() ? std::string() : inArguments[0];
-    if (word != "cache" && word != "convert" && word != "vr" && AsksForHelp(inArguments))
+    if (word != "cache" && word != "convert" && word != "vr" && word != "curve" &&
+        AsksForHelp(inArguments))
         return options;
     if (inArguments.empty())
         Refuse("rkhost", "what is to be done?");
@@ -153,7 +156,8 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
     if ((BitOf(options.mWord) & kAll) != 0)
         ParsePlayed(rest, options);
     else if (options.mWord == Word::kConsole || options.mWord == Word::kCache ||
-             options.mWord == Word::kConvert || options.mWord == Word::kVR)
+             options.mWord == Word::kConvert || options.mWord == Word::kVR ||
+             options.mWord == Word::kCurve)
         options.mLines = rest;
     else if (!rest.empty())
         Refuse("rkhost", word + " takes no arguments");
@@ -173,6 +177,7 @@ const char* HelpText()
   rkhost cache VERB ...             works with cache folders; "rkhost cache --help" tells how
   rkhost convert KIND VALUE         what a value of the plug-in SDK is for the library, and back
   rkhost vr show|set ...            what a file of VR text says, and changes of it
+  rkhost curve [--svg FILE] ...     the ease between two keyframes, as a table and as a picture
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 

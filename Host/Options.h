@@ -16,6 +16,7 @@ enum class Word
     kCache,
     kConvert,
     kVR,
+    kCurve,
     kInfo,
     kHelp,
     kVersion,

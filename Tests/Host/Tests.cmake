@@ -12,7 +12,7 @@ if(TARGET rkhost)
             ${here}/SummaryTest.cpp ${here}/SweepTextTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp ${here}/RkhostScrubTest.cpp
-            ${here}/RkhostAnalysisTest.cpp ${here}/RkhostCacheItemsTest.cpp
+            ${here}/RkhostAnalysisTest.cpp ${here}/RkhostCacheItemsTest.cpp ${here}/RkhostCurveTest.cpp
             ${here}/RkhostVRTest.cpp ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
