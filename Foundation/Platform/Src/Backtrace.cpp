@@ -1,6 +1,7 @@
 #include "Platform/Backtrace.h"
 
 #include <bit>
+#include <mutex>
 
 #include <backtrace.h>
 #include <dlfcn.h>
@@ -52,6 +53,18 @@ int TakeDebugName(void* outName, std::uintptr_t, const char*, int, const char* i
     return 1;
 }
 
+// One at a time: threads that came first together would each read all symbols, and keep them.
+std::string FindSymbol(std::uintptr_t inAddress)
+{
+    static constinit std::mutex sMutex;
+    const std::lock_guard<std::mutex> lock(sMutex);
+    std::string name;
+    backtrace_syminfo(State(), inAddress, &TakeSymbol, &IgnoreError, &name);
+    if (name.empty())
+        backtrace_pcinfo(State(), inAddress, &TakeDebugName, &IgnoreError, &name);
+    return name;
+}
+
 } // namespace
 
 [[gnu::noinline]] std::size_t CaptureStack(std::uintptr_t* outAddresses, std::size_t inMost,
@@ -64,12 +77,10 @@ int TakeDebugName(void* outName, std::uintptr_t, const char*, int, const char* i
 
 bool FindFunctionName(std::uintptr_t inAddress, std::string& outName)
 {
-    std::string name;
-    backtrace_syminfo(State(), inAddress, &TakeSymbol, &IgnoreError, &name);
-    if (name.empty())
-        backtrace_pcinfo(State(), inAddress, &TakeDebugName, &IgnoreError, &name);
+    std::string name = FindSymbol(inAddress);
     Dl_info module = {};
-    // The loader knows of modules that came later.
+    // The loader knows of modules that came later. Asked without our lock: its own may be held by a
+    // thread that loads a module, whose set-up comes here.
     if (name.empty() && dladdr(std::bit_cast<const void*>(inAddress), &module) != 0 &&
         module.dli_sname)
         name = module.dli_sname;
