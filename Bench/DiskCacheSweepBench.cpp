@@ -14,7 +14,8 @@
 // at its peak, for each file, and how much of this is neither the file's name nor its record.
 //
 // RK_BENCH_FILES tells how many files there are: 50000, or 1000000 for the size that counts. They lie in 1000
-// folders, on the volume in memory /dev/shm and in RK_BENCH_DISK (/var/tmp), made for each anew.
+// folders, on the volume in memory /dev/shm and in RK_BENCH_DISK (/var/tmp), made for each anew. The large
+// size takes some minutes, and more where others work.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
