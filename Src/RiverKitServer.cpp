@@ -7,6 +7,7 @@
 #include "LoadOrder.h"
 #include "MediaManager/FileBuffer.h"
 #include "MediaManager/MediaManager.h"
+#include "RKDirectoryChangeMonitor.h"
 #include "RKDiskCacheManager.h"
 #include "RKFileManager.h"
 #include "RiverKitServer.h"
@@ -70,7 +71,7 @@ constexpr Step kStartSteps[] = {
     {"ZOR::Messaging::Initialize", &ZOR::Messaging::Initialize},
     {"RK::FileManager::Startup", &FileManager::Startup},
     {"RK::MediaManager::Startup", &MediaManager::Startup},
-    // RK::DirectoryChangeMonitor::Initialize
+    {"RK::DirectoryChangeMonitor::Initialize", &DirectoryChangeMonitor::Initialize},
     // RK::SDKSupport::Initialize
     {"InstallFileBufferFactory", &InstallFileBufferFactory},
     // RK::VolumeUtilities::Startup
@@ -83,7 +84,7 @@ constexpr Step kStopSteps[] = {
     {"RK::DiskCacheManager::Shutdown", &DiskCacheManager::Shutdown}, // starts on first use
     {"RK::MediaManager::Shutdown", &MediaManager::Shutdown},
     {"RK::FileManager::Shutdown", &FileManager::Shutdown},
-    // RK::DirectoryChangeMonitor::Terminate
+    {"RK::DirectoryChangeMonitor::Terminate", &DirectoryChangeMonitor::Terminate},
     // RK::SDKSupport::Terminate
     {"ZOR::Messaging::Terminate", &ZOR::Messaging::Terminate},
     {"ZOR::Foundation::Terminate", &ZOR::Foundation::Terminate},

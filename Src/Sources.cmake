@@ -10,7 +10,7 @@ target_sources(RiverKit PRIVATE
   Src/StreamLabel.cpp
   # Src/VolumeUtilities.cpp
   Src/Audio/AudioChannelType.cpp
-  # Src/Linux/LinuxDirectoryChangeMonitor.cpp
+  Src/Linux/LinuxDirectoryChangeMonitor.cpp
   # Src/Linux/LinuxVolumeUtilities.cpp
   Src/MediaManager/MediaManager.cpp
   Src/PixelAspectRatio/PixelAspectRatio.cpp
@@ -39,6 +39,7 @@ target_sources(RiverKit PRIVATE
   Src/DecodeQueueCounters.cpp
   Src/DecodeQueueMonitor.cpp
   Src/IdentifiedDecodeQueue.cpp
+  Src/DirectoryEventThread.cpp
   Src/MainLoopFolderEvents.cpp
   Src/StillSequence.cpp
   Src/VRViewerTypes.cpp

@@ -188,6 +188,9 @@ int LinuxVolumeTable::MountOfPath(const std::string& inPath, Mount& outMount)
         return error;
     std::uint64_t id = 0;
     const int error = AskInTime<std::uint64_t>(inPath, mounts, mOptions.mountIDOf, id);
+    // Where there is no such folder the name stands for the table of mounts itself: see EventQueue.h.
+    if (error == ENOENT && inPath == "/Volumes")
+        return MountOfPath("/", outMount);
     if (error != 0 && error != ENOSYS)
         return error;
     const auto byID = std::find_if(mounts.begin(), mounts.end(),

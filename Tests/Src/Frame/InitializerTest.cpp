@@ -28,12 +28,20 @@ using testing::IsEmpty;
 using Steps = std::vector<std::string>;
 
 // What exists so far of the promised lists.
-const Steps kStart = {"ZOR::Foundation::Initialize", "ZOR::Messaging::Initialize",
-                      "RK::FileManager::Startup",    "RK::MediaManager::Startup",
-                      "InstallFileBufferFactory",    "RegisterStressMediaVector"};
-const Steps kStop = {"RemoveFileBufferFactory",    "RK::DiskCacheManager::Shutdown",
-                     "RK::MediaManager::Shutdown", "RK::FileManager::Shutdown",
-                     "ZOR::Messaging::Terminate",  "ZOR::Foundation::Terminate"};
+const Steps kStart = {"ZOR::Foundation::Initialize",
+                      "ZOR::Messaging::Initialize",
+                      "RK::FileManager::Startup",
+                      "RK::MediaManager::Startup",
+                      "RK::DirectoryChangeMonitor::Initialize",
+                      "InstallFileBufferFactory",
+                      "RegisterStressMediaVector"};
+const Steps kStop = {"RemoveFileBufferFactory",
+                     "RK::DiskCacheManager::Shutdown",
+                     "RK::MediaManager::Shutdown",
+                     "RK::FileManager::Shutdown",
+                     "RK::DirectoryChangeMonitor::Terminate",
+                     "ZOR::Messaging::Terminate",
+                     "ZOR::Foundation::Terminate"};
 
 Steps sSeen;
 

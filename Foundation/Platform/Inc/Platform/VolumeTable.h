@@ -38,7 +38,8 @@ public:
     virtual ~IVolumeTable();
     /// All mounts, in the order of the system's table: of two on one folder the later one is on top.
     virtual int Mounts(std::vector<Mount>& outMounts) = 0;
-    /// The volume on which inPath is. inPath must be there; links are followed.
+    /// The volume on which inPath is. inPath must be there, but for "/Volumes", which is on that of "/" then;
+    /// links are followed.
     virtual int MountOfPath(const std::string& inPath, Mount& outMount) = 0;
     virtual int Space(const std::string& inPath, VolumeSpace& outSpace) = 0;
 };

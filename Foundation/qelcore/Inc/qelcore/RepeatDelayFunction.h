@@ -28,5 +28,13 @@ private:
     boost::shared_ptr<State> mState;
 };
 
+/// Runs a callable on an executor again and again, the given delay apart and the first time after one such
+/// delay, until it returns false, raises, or the executor takes no more work. Nobody can end it from
+/// outside.
+RK_API void
+CallConditionalRepeatDelayFunctionAsynchronously(const AsyncExecutorPtr& inExecutor,
+                                                 const boost::function<bool()>& inCallable,
+                                                 int inMilliseconds);
+
 } // namespace threads
 } // namespace qelcore

@@ -66,5 +66,21 @@ RepeatDelayFunction::~RepeatDelayFunction()
     mState->mEnded = true;
 }
 
+void CallConditionalRepeatDelayFunctionAsynchronously(const AsyncExecutorPtr& inExecutor,
+                                                      const boost::function<bool()>& inCallable,
+                                                      int inMilliseconds)
+{
+    // The executor is held weakly: a repetition in its own queue must not keep it alive.
+    const int delay = std::max(inMilliseconds, 1);
+    inExecutor->Post(
+        [weak = boost::weak_ptr<AsyncExecutor>(inExecutor), inCallable, delay]
+        {
+            const AsyncExecutorPtr executor = inCallable() ? weak.lock() : nullptr;
+            if (executor)
+                CallConditionalRepeatDelayFunctionAsynchronously(executor, inCallable, delay);
+        },
+        delay);
+}
+
 } // namespace threads
 } // namespace qelcore
