@@ -98,6 +98,12 @@ struct BadCall
     int error;
 };
 
+// How ctest names it.
+void PrintTo(const BadCall& inCall, std::ostream* ioStream)
+{
+    *ioStream << inCall.operation << strerrorname_np(inCall.error);
+}
+
 class RealDataCacheBadWrites : public RealDataCacheFaults,
                                public ::testing::WithParamInterface<BadCall>
 {
@@ -125,14 +131,12 @@ TEST_P(RealDataCacheBadWrites, DropTheItemWholeAndLeaveNothing)
     EXPECT_TRUE(store.Get(6).whole);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Calls, RealDataCacheBadWrites,
-    ::testing::Values(BadCall{"create", EACCES}, BadCall{"create", EMFILE},
-                      BadCall{"create", ENOSPC}, BadCall{"write", EIO}, BadCall{"write", ENOSPC},
-                      BadCall{"write", EDQUOT}, BadCall{"fsync", EIO}, BadCall{"flush", EIO},
-                      BadCall{"flush", ENOSPC}, BadCall{"rename", EIO}),
-    [](const auto& inInfo)
-    { return std::string(inInfo.param.operation) + strerrorname_np(inInfo.param.error); });
+INSTANTIATE_TEST_SUITE_P(Calls, RealDataCacheBadWrites,
+                         ::testing::Values(BadCall{"create", EACCES}, BadCall{"create", EMFILE},
+                                           BadCall{"create", ENOSPC}, BadCall{"write", EIO},
+                                           BadCall{"write", ENOSPC}, BadCall{"write", EDQUOT},
+                                           BadCall{"fsync", EIO}, BadCall{"flush", EIO},
+                                           BadCall{"flush", ENOSPC}, BadCall{"rename", EIO}));
 
 TEST_F(RealDataCacheFaults, ADiskThatFillsUpInTheMiddleOfAWriteLeavesNothingOfIt)
 {

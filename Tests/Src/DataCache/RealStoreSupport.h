@@ -135,7 +135,11 @@ public:
 
     void Put(std::uint32_t inItem, std::uint32_t inSize, std::uint32_t inWriter = 1) const
     {
-        mStore->PutItem(mKey, SubKeyOf(inItem), BufferOf(Offer{inWriter, inItem, inSize}.Bytes()));
+        PutBytes(inItem, Offer{inWriter, inItem, inSize}.Bytes());
+    }
+    void PutBytes(std::uint32_t inItem, const std::string& inBytes) const
+    {
+        mStore->PutItem(mKey, SubKeyOf(inItem), BufferOf(inBytes));
     }
     void Put(std::uint32_t inItem) const { Put(inItem, SizeOfItem(inItem)); }
     std::uint64_t WritesWaiting() const { return RK::GetQueuedWrites(mStore).count; }
