@@ -2,8 +2,8 @@
 
 #include <atomic>
 #include <cstddef>
+#include <deque>
 #include <memory>
-#include <vector>
 
 #include "RKDataCache.h"
 
@@ -20,8 +20,9 @@ inline std::atomic<bool> sFreeSpaceAssertionSilenced{false};
 //
 // An item gets its name only once its bytes have reached the disk, so that a crash of the machine, too, leaves
 // whole items or none. To wait for each by itself would cost a disk's answer an item. So an item that others
-// wait behind is only begun: several are on their way to the disk at a time, and are then waited for, and
-// named, in the order in which they came. Begun items count as queued.
+// wait behind is only begun: several are on their way to the disk at a time, and are waited for, and named, in
+// the order in which they came: the oldest when there are enough, all when nobody waits behind them. Begun
+// items count as queued.
 //
 // Threads  One at a time: the write jobs of a store. Whoever looks for an item by its name in a job calls
 //          Finish() first.
@@ -43,10 +44,11 @@ private:
     class Item;
 
     bool Begin(Item& ioItem);
-    void FinishIfDue();
+    void FinishWhatIsDue();
+    void FinishOldest();
 
     DataCacheFolder& mFolder;
-    std::vector<std::unique_ptr<Item>> mBegun; // in their order
+    std::deque<std::unique_ptr<Item>> mBegun; // in their order
     std::size_t mBegunBytes = 0;
 };
 

@@ -27,7 +27,7 @@ namespace
 
 constexpr char kCategory[] = "DataCacheInFilesystem";
 
-// So many files are synced in the time of little more than one; more bring nothing, and keep files open.
+// So many files on their way at a time keep a disk busy; more only keep files open.
 constexpr std::size_t kMostBegun = 16;
 // What a disk takes a good part of a second for: nobody should wait longer for the first to get its name.
 constexpr std::size_t kMostBegunBytes = std::size_t{64} << 20;
@@ -171,10 +171,10 @@ void DataCacheWriter::Write(DataCacheWrite& ioWrite)
     }
     catch (...)
     {
-        FinishIfDue();
+        FinishWhatIsDue();
         throw;
     }
-    FinishIfDue();
+    FinishWhatIsDue();
 }
 
 /// @return whether there is now something to finish.
@@ -200,23 +200,28 @@ bool DataCacheWriter::Begin(Item& ioItem)
     return true;
 }
 
-/// At once if nobody waits behind them: each queued write that is not begun comes to this again.
-void DataCacheWriter::FinishIfDue()
+/// All if nobody waits behind them: each queued write that is not begun comes to this again.
+void DataCacheWriter::FinishWhatIsDue()
 {
-    if (mBegun.size() >= kMostBegun || mBegunBytes >= kMostBegunBytes || !sSyncBeforeMove.Get() ||
-        static_cast<std::size_t>(mFolder.mWritesInQueue) <= mBegun.size())
+    while (mBegun.size() >= kMostBegun || mBegunBytes >= kMostBegunBytes)
+        FinishOldest();
+    if (!sSyncBeforeMove.Get() || static_cast<std::size_t>(mFolder.mWritesInQueue) <= mBegun.size())
         Finish();
 }
 
 void DataCacheWriter::Finish()
 {
-    const std::vector<std::unique_ptr<Item>> begun = std::exchange(mBegun, {});
-    mBegunBytes = 0;
-    for (const std::unique_ptr<Item>& item : begun)
-    {
-        if (!sSyncBeforeMove.Get() || item->Sync())
-            item->Move();
-    }
+    while (!mBegun.empty())
+        FinishOldest();
+}
+
+void DataCacheWriter::FinishOldest()
+{
+    const std::unique_ptr<Item> item = std::move(mBegun.front());
+    mBegun.pop_front();
+    mBegunBytes -= item->Size();
+    if (!sSyncBeforeMove.Get() || item->Sync())
+        item->Move();
 }
 
 } // namespace RK

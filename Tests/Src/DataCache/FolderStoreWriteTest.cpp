@@ -428,7 +428,7 @@ TEST_F(FolderStoreWriteTest, WhatIsBegunWhenTheStoreGoesIsLostWithoutATrail)
                             "in the queue!"));
 }
 
-TEST_F(FolderStoreWriteTest, ItemsThatOthersWaitBehindAreNamedTogetherSixteenAtATime)
+TEST_F(FolderStoreWriteTest, OfItemsThatOthersWaitBehindTheOldestIsNamedOnceSixteenAreOnTheirWay)
 {
     for (int i = 0; i < 20; ++i)
         Put("a", std::to_string(i), "text");
@@ -437,10 +437,13 @@ TEST_F(FolderStoreWriteTest, ItemsThatOthersWaitBehindAreNamedTogetherSixteenAtA
     EXPECT_THAT(ListOf("a"), IsEmpty());
     EXPECT_EQ(mFiles.OpenHandles(), 15u);
     mWrites->RunOne();
-    EXPECT_EQ(ListOf("a").size(), 16u);
-    EXPECT_EQ(mFiles.OpenHandles(), 0u);
-    EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 4u);
+    EXPECT_THAT(ListOf("a"), ElementsAre("0"));
+    EXPECT_EQ(mFiles.OpenHandles(), 15u);
+    mWrites->RunOne();
+    EXPECT_THAT(ListOf("a"), ElementsAre("1", "0"));
+    EXPECT_EQ(RK::GetQueuedWrites(mStore).count, 18u);
     Write();
+    EXPECT_EQ(mFiles.OpenHandles(), 0u);
     EXPECT_EQ(ListOf("a").size(), 20u);
     EXPECT_EQ(FilesInFolder(), 20u);
 }
