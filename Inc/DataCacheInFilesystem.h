@@ -63,6 +63,8 @@ private:
     DataCacheIndex::ItemIndex mKeyToSubKeys RK_GUARDED_BY(mIndexLock);
 };
 
+class CacheFolderChangeMonitor;
+
 using DataCacheFolderPtr = boost::shared_ptr<DataCacheFolder>;
 
 // The store in a folder.
@@ -92,6 +94,9 @@ public:
     void RemoveItem(const CacheKey& inKey, const CacheSubKey& inSubKey) const override;
 
     QueuedWrites GetQueuedWrites() const override;
+    /// The first call begins the watch on the folder: from then on what others delete leaves the index, and
+    /// is reported on the station. It lists the folders below the cache folder.
+    ZOR::StationID GetStationID() const override;
 
     const DiskCacheManager::ManagedDirectoryPtr& ManagedDirectory() const noexcept
     {
@@ -125,8 +130,13 @@ private:
     qelcore::threads::AsyncExecutorPtr mReadExecutor;
     qelcore::threads::AsyncExecutorPtr mWriteExecutor; // also touches and removals
     DiskCacheManager::ManagedDirectoryPtr mManagedDirectory;
-    // Here comes the watch on the folder, which GetStationID() is to begin, and which has each removed file
-    // go through NotifyItemsRemoved(). Until then what others delete is noticed when a read or touch fails.
+
+    // Not mIndexLock: the watch's making looks at the disk.
+    mutable qelcore::threads::RecursiveMutex mFolderMonitorLock;
+    // Null until somebody asks for the station; until then what others delete is noticed when a read or touch
+    // fails.
+    mutable boost::shared_ptr<CacheFolderChangeMonitor>
+        mFolderMonitor RK_GUARDED_BY(mFolderMonitorLock);
 };
 
 } // namespace RK

@@ -3,12 +3,14 @@
 
 #include <boost/make_shared.hpp>
 
+#include "CacheFolderChangeMonitor.h"
 #include "DataCacheItemName.h"
 #include "DataCacheJobs.h"
 #include "DataCacheReport.h"
 #include "LoadOrder.h"
 #include "ZOR/DiskUtils.h"
 #include "qelcore/FileUtils.h"
+#include "qelcore/TextConversion.h"
 #include "qelcore/Trace.h"
 
 RK_RECORD_SET_UP("Src/DataCacheInFilesystem");
@@ -67,6 +69,7 @@ DataCacheInFilesystem::DataCacheInFilesystem(const ImmutableString& inPath, bool
 
 DataCacheInFilesystem::~DataCacheInFilesystem()
 {
+    mFolderMonitor.reset(); // first of all, so that no new events come
     const int writes = mFolder->mWritesInQueue;
     if (writes != 0)
         RK_TRACE("DataCacheInFilesystem", 5,
@@ -164,6 +167,18 @@ QueuedWrites DataCacheInFilesystem::GetQueuedWrites() const
     return queued;
 }
 
+ZOR::StationID DataCacheInFilesystem::GetStationID() const
+{
+    const ZOR::StationID id = DataCacheBase::GetStationID();
+    threads::RecursiveMutex::ScopedLock lock(mFolderMonitorLock,
+                                             "RK::DataCacheInFilesystem::GetStationID");
+    const boost::shared_ptr<const DataCacheInFilesystem> self = shared_from_this();
+    if (!mFolderMonitor)
+        mFolderMonitor = boost::make_shared<CacheFolderChangeMonitor>(
+            qelcore::utility::UTF16ToFileName(mFolder->mPath), self);
+    return id;
+}
+
 Result DataCacheInFilesystem::GetTransferUnit(const UTF16String& inItemPath,
                                               std::uint32_t& outBytes) const
 {
@@ -188,7 +203,9 @@ CreateDataCacheInFilesystemAndManageDirectory(const ImmutableString& inPath,
                                               DiskCacheManager::ManagedDirectoryPtr& outDirectory,
                                               bool inScanDisk)
 {
-    const auto store = boost::make_shared<DataCacheInFilesystem>(inPath, inScanDisk);
+    // Not in one piece with its reference counts: weak references of watched stores stay for ever.
+    const boost::shared_ptr<DataCacheInFilesystem> store(
+        new DataCacheInFilesystem(inPath, inScanDisk));
     outDirectory = store->ManagedDirectory();
     return store;
 }

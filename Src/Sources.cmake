@@ -26,6 +26,7 @@ target_sources(RiverKit PRIVATE
   Src/SDKSupport/SDKValidation.cpp
   Src/LoadOrder.cpp
   Src/BinaryDataEncoding.cpp
+  Src/CacheFolderChangeMonitor.cpp
   Src/DataCacheBase.cpp
   Src/DataCacheChain.cpp
   Src/DataCacheFolder.cpp

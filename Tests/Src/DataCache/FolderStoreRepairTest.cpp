@@ -107,18 +107,6 @@ TEST_F(FolderStoreRepairTest, WhatComesAfterTheStoresEndDoesNothing)
     EXPECT_EQ(mExecutors.io->DueCount(), 0u);
 }
 
-TEST_F(FolderStoreRepairTest, AFolderIsNotWatchedSoADeletionIsMetByAReadOrATouch)
-{
-    EXPECT_FALSE(mStore->GetStationID().IsNull());
-    mFiles.Vanish(PathOf("a.1.rkdc"));
-    TurnMainThread(10000);
-    mExecutors.io->RunQueued();
-    EXPECT_TRUE(Lists("a", "1"));
-    Touch("a", "1");
-    Write();
-    EXPECT_FALSE(Lists("a", "1"));
-}
-
 TEST_F(FolderStoreRepairTest, ARenamedFileStaysInTheIndexUntilItIsMet)
 {
     ASSERT_EQ(

@@ -13,6 +13,7 @@ rk_add_tests(folder_store_tests LABELS data-caches INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreFolderTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreReadTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreRepairTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreWatchTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreWriteTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ItemIndexTest.cpp)
 rk_add_tests(data_cache_stress_tests LABELS data-caches stress INTERNAL SOURCES
@@ -28,7 +29,8 @@ rk_add_tests(data_cache_real_stress_tests LABELS data-caches real stress SOURCES
 rk_add_tests(folder_store_on_disk_tests LABELS data-caches SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FolderStoreTest.cpp)
 rk_add_tests(folder_store_stress_tests LABELS data-caches stress SOURCES
-  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreStressTest.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/FolderStoreStressTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/WatchedFolderStoreTest.cpp)
 rk_add_tests(folder_store_large_tests LABELS data-caches real SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/LargestItemTest.cpp)
 rk_add_tests(data_cache_road_tests LABELS data-caches real SOURCES
