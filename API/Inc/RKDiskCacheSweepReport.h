@@ -73,7 +73,7 @@ struct SweepRefusal
     SweepStep step = SweepStep::kOpenFolder;
     qelcore::utility::FileUtils::PathSpecifier path;
     int errorNumber =
-        0; ///< of <cerrno>; 0 for a file whose extension the sweep was not allowed to delete
+        0; ///< as errno has it; 0 for a file whose extension the sweep was not allowed to delete
     std::string reason; ///< the same as text
 };
 

@@ -212,6 +212,36 @@ TEST(Bezier1dDerivFromX, IsTheQuotientOfTheSlopes)
         }
 }
 
+/// What is promised of the slope of y over x: what the error of t makes of the quotient, and a rounding.
+Exact SlopeBound(const Curve& inX, const Curve& inY, const Exact& inT)
+{
+    const auto quotient = [&](const Exact& inAt) -> Exact
+    { return inY.DerivAt(inAt) / inX.DerivAt(inAt); };
+    const Exact step = 1e-15; // small beside the curve, large beside 50 digits
+    const Exact turn = abs(quotient(inT + step) - quotient(inT - step)) / (2 * step);
+    return (turn * TValueBound(inX.p2, inX.p3) + 64 * kU * (inY.Size() + abs(quotient(inT)))) /
+           inX.DerivAt(inT);
+}
+
+TEST(Bezier1dDerivFromX, IsAsExactAsTheTThatItStandsOn)
+{
+    const Curve ys[] = {{0, 0.1, 1.2, 1}, {5, 3, -4, 2}, {0, 0, 1, 1}};
+    for (const auto& ease : kEases)
+    {
+        const Curve x{0, ease[0], ease[1], 1};
+        for (int i = 1; i < 16 && IsWellConditioned(ease[0], ease[1]); ++i)
+        {
+            const Exact t = x.TAt(i / 16.0);
+            if (x.DerivAt(t) < 0.05)
+                continue;
+            for (const Curve& y : ys)
+                ASSERT_LE(ErrorOf(SlopeOf(x, y, i / 16.0), y.DerivAt(t) / x.DerivAt(t)),
+                          static_cast<double>(SlopeBound(x, y, t)))
+                    << x << y << i;
+        }
+    }
+}
+
 TEST(Bezier1dDerivFromX, IsTheGreatestDoubleWhereOnlyXStandsStill)
 {
     const Curve flat{0, 0, 1, 1};

@@ -15,6 +15,7 @@ namespace
 using namespace RK::BezierCore;
 
 constexpr double kEps = 1e-10;
+constexpr double kCubicBound = 16 * kU;
 const double kJustBelow = std::nextafter(kEps, 0.0);
 
 TEST(LinearRoot, IsTheCorrectlyRoundedQuotient)
@@ -121,6 +122,59 @@ TEST(CubicRoot, ThatIsTheOnlyOneIsGivenWhereverItLies)
     EXPECT_NEAR(3.0, GetSingleBezierCubicRoot(1, -3, 1, -3), 64 * kU); // (t - 3)(t^2 + 1), R < 0
     EXPECT_NEAR(-2.0, GetSingleBezierCubicRoot(1, 2, 1, 2), 64 * kU);  // (t + 2)(t^2 + 1), R > 0
     EXPECT_NEAR(0.5, GetSingleBezierCubicRoot(2, -1, 2, -1), 64 * kU); // (2 t - 1)(t^2 + 1)
+}
+
+/// What the polynomial is at a root that was found, against what its coefficients are worth there: all of it
+/// divided by a, so that the bound is of the roots alone.
+double RestOf(double inA, double inB, double inC, double inD, double inRoot)
+{
+    const Exact t = inRoot;
+    const Exact rest = abs(((inA * t + inB) * t + inC) * t + inD) / std::fabs(inA);
+    const double size = 1 + std::fabs(inB / inA) + std::sqrt(std::fabs(inC / inA)) +
+                        std::cbrt(std::fabs(inD / inA));
+    return static_cast<double>(rest) / (size * size * size);
+}
+
+TEST(CubicRoot, IsWithinItsBoundForThreeRealRoots)
+{
+    std::mt19937_64 generator(7);
+    std::uniform_real_distribution<double> inside(0, 1);
+    std::uniform_real_distribution<double> around(-3, 4);
+    for (int i = 0; i < 6000; ++i)
+    {
+        const double a = i % 2 == 0 ? 1.5 : -0.75;
+        const double first = inside(generator);
+        // Apart by anything from a whole number down to nothing at all.
+        const double second = first + std::pow(10, -(i % 16)) * (around(generator));
+        const double third = around(generator);
+        const double b = -a * (first + second + third);
+        const double c = a * (first * second + second * third + third * first);
+        const double d = -a * first * second * third;
+        const double root = GetSingleBezierCubicRoot(a, b, c, d);
+        const double rest = root == 0.0 ? 0.0 : RestOf(a, b, c, d, root); // 0: none is inside
+        ASSERT_LE(rest, kCubicBound)
+            << i << std::hexfloat << " " << a << " " << b << " " << c << " " << d;
+    }
+}
+
+TEST(CubicRoot, IsWithinItsBoundForOneRealRoot)
+{
+    std::mt19937_64 generator(8);
+    std::uniform_real_distribution<double> around(-3, 4);
+    for (int i = 0; i < 6000; ++i)
+    {
+        const double a = std::pow(10, i % 7 - 3) * (i % 2 == 0 ? 1 : -1);
+        const double real = around(generator);
+        const double center = around(generator);
+        const double apart = std::pow(10, -(i % 5)) * around(generator);
+        const double b = -a * (real + 2 * center);
+        const double c = a * (center * center + apart * apart + 2 * real * center);
+        const double d = -a * real * (center * center + apart * apart);
+        const double root = GetSingleBezierCubicRoot(a, b, c, d);
+        const double rest = root == 0.0 ? 0.0 : RestOf(a, b, c, d, root); // 0: none is inside
+        ASSERT_LE(rest, kCubicBound)
+            << i << std::hexfloat << " " << a << " " << b << " " << c << " " << d;
+    }
 }
 
 TEST(CubicRoot, FallsToTheLowerRulesBelowTheTolerance)
