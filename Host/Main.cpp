@@ -26,6 +26,7 @@
 #include "PlayCommand.h"
 #include "Player.h"
 #include "VRCommand.h"
+#include "WatchCommand.h"
 
 namespace
 {
@@ -60,6 +61,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunVR(inOptions.mLines);
     case Word::kCurve:
         return RunCurve(inOptions.mLines);
+    case Word::kWatch:
+        return RunWatch(inOptions.mLines, loop);
     default:
         return RunInfo();
     }

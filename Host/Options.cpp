@@ -64,6 +64,7 @@ constexpr PlayOption kPlayOptions[] = {
      [](const Given& g, Options& o) { o.mScrubSeed = g.Count(1); }},
     {"--analysis", BitOf(Word::kPlay), true,
      [](const Given& g, Options& o) { o.mAnalysis = g.Text("the name of a folder"); }},
+    {"--watch", BitOf(Word::kPlay), false, [](const Given&, Options& o) { o.mWatch = true; }},
     {"--pid", BitOf(Word::kMonitor), true,
      [](const Given& g, Options& o) { o.mProcess = g.Count(1); }},
     {"--interval", BitOf(Word::kMonitor), true,
@@ -81,10 +82,9 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},       {"monitor", Word::kMonitor},
-    {"balance", Word::kBalance}, {"console", Word::kConsole},
-    {"cache", Word::kCache},     {"convert", Word::kConvert},
-    {"vr", Word::kVR},           {"curve", Word::kCurve},
+    {"play", Word::kPlay},       {"monitor", Word::kMonitor},   {"balance", Word::kBalance},
+    {"console", Word::kConsole}, {"cache", Word::kCache},       {"convert", Word::kConvert},
+    {"vr", Word::kVR},           {"curve", Word::kCurve},       {"watch", Word::kWatch},
     {"info", Word::kInfo},       {"--version", Word::kVersion},
 };
 
@@ -127,6 +127,11 @@ void ParsePlayed(const std::vector<std::string>& inArguments, Options& ioOptions
                              "' or something else to play");
     if (ioOptions.mProcess == 0 && ioOptions.mPath.empty())
         Refuse("rkhost", word + " wants the path of one file of a sequence");
+    if (ioOptions.mWatch && (ioOptions.mStill || ioOptions.mScrubSeed != 0 ||
+                             ioOptions.mPasses != 0 || !ioOptions.mAnalysis.empty()))
+        Refuse("rkhost",
+               "--watch plays each frame once, as it comes, so it goes with none of --still, "
+               "--scrub, --passes and --analysis");
 }
 
 // A monitor without any of these would play as fast as it can, for as long as it is looked at.
@@ -147,7 +152,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
     Options options;
     const std::string word = inArguments.empty() ? std::string() : inArguments[0];
     if (word != "cache" && word != "convert" && word != "vr" && word != "curve" &&
-        AsksForHelp(inArguments))
+        word != "watch" && AsksForHelp(inArguments))
         return options;
     if (inArguments.empty())
         Refuse("rkhost", "what is to be done?");
@@ -157,7 +162,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
         ParsePlayed(rest, options);
     else if (options.mWord == Word::kConsole || options.mWord == Word::kCache ||
              options.mWord == Word::kConvert || options.mWord == Word::kVR ||
-             options.mWord == Word::kCurve)
+             options.mWord == Word::kCurve || options.mWord == Word::kWatch)
         options.mLines = rest;
     else if (!rest.empty())
         Refuse("rkhost", word + " takes no arguments");
@@ -178,6 +183,7 @@ const char* HelpText()
   rkhost convert KIND VALUE         what a value of the plug-in SDK is for the library, and back
   rkhost vr show|set ...            what a file of VR text says, and changes of it
   rkhost curve [--svg FILE] ...     the ease between two keyframes, as a table and as a picture
+  rkhost watch [OPTION...] PATH...  prints the changes of folders as they are told
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 
@@ -207,6 +213,8 @@ Options of play:
                          one many times, which is decoded once. SEED, from 1, makes the order
   --analysis DIR         analyses each frame (luma, mean colour, thumbnail), and keeps that in a cache
                          folder of at most 1 GiB, from which the next run takes it
+  --watch                goes on with frames that are added while it plays, until it is interrupted or
+                         --seconds are over. Each is played once nobody has written to it for half a second
 Options of monitor:
   --interval S           seconds between two reports (1)
   --count N              ends after N reports

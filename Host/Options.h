@@ -17,6 +17,7 @@ enum class Word
     kConvert,
     kVR,
     kCurve,
+    kWatch,
     kInfo,
     kHelp,
     kVersion,
@@ -48,6 +49,7 @@ struct Options
     std::string mContactSheet; ///< empty: none
     int mScrubSeed = 0;        ///< of the order in which frames are asked for; 0: their own
     std::string mAnalysis;     ///< the folder where analyses are kept; empty: none
+    bool mWatch = false;       ///< goes on with frames that are added while it plays
 
     // monitor
     int mProcess = 0;            ///< the process that is looked at; 0: this one, which plays

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "FrameErrors.h"
+#include "GrowingPlay.h"
 #include "MemorySettings.h"
 #include "MonitorChannel.h"
 #include "MonitorCommand.h"
@@ -27,6 +28,7 @@ class PlayCommand
 public:
     PlayCommand(const Options& inOptions, EventLoop& ioLoop)
         : mOptions(inOptions)
+        , mLoop(ioLoop)
         , mProgress(&WriteOut, SizeOfTerminal().mColumns)
         , mPlayback(inOptions, ioLoop, mProgress)
         , mSettings(inOptions, ioLoop)
@@ -39,7 +41,8 @@ public:
     {
         ClearFrameErrors();
         WriteOut(mPlayback.Title());
-        const PlayedFigures played = mPlayback.PlayPasses();
+        const PlayedFigures played =
+            mOptions.mWatch ? PlayWhileItGrows(mOptions, mLoop, mPlayback) : mPlayback.PlayPasses();
         std::cerr << mPlayback.Failures().Rest();
         WriteOut("\n" + SummaryTable(Figures(played)));
         const std::string errors = MergedFrameErrors();
@@ -73,6 +76,7 @@ private:
     }
 
     const Options& mOptions;
+    EventLoop& mLoop;
     Progress mProgress;
     Playback mPlayback;
     const MemorySettings mSettings;

@@ -118,10 +118,10 @@ Sequence SequenceOf(const Options& inOptions)
                             : Sequence::FromExampleFile(inOptions.mPath);
 }
 
-int FramesToPlay(const Options& inOptions, const Sequence& inSequence)
+int FramesToPlay(int inMostFrames, const Sequence& inSequence)
 {
     const int all = inSequence.FrameCount();
-    return inOptions.mLimit > 0 ? std::min(inOptions.mLimit, all) : all;
+    return inMostFrames > 0 ? std::min(inMostFrames, all) : all;
 }
 
 std::unique_ptr<SequenceAnalysis> AnalysisOf(const Options& inOptions, const Sequence& inSequence,
@@ -165,8 +165,9 @@ Playback::Playback(const Options& inOptions, EventLoop& ioLoop, IPassDisplay& io
     , mScrubSeed(inOptions.mScrubSeed)
     , mDisplay(ioDisplay)
     , mImporter(ImporterModule::Load())
+    , mMostFrames(inOptions.mLimit)
     , mSequence(SequenceOf(inOptions))
-    , mFrameCount(FramesToPlay(inOptions, mSequence))
+    , mFrameCount(FramesToPlay(mMostFrames, mSequence))
     , mPlayer(mSequence, mFrameCount, mCache, mFiles, mImporter, ioLoop, inOptions.mFramesPerSecond)
     , mFailures(mSequence, mImporter.Name())
     , mAnalysis(AnalysisOf(inOptions, mSequence, mFrameCount, mImporter))
@@ -183,10 +184,20 @@ std::string Playback::Title() const
 PlayedFigures Playback::PlayPasses()
 {
     const Stopwatch stopwatch;
+    const std::vector<int> all =
+        mScrubSeed != 0 ? ScrubOrder(mFrameCount, mScrubSeed) : StraightOrder(mFrameCount);
     PlayedFigures played;
     for (int pass = 0; WantsPass(pass, stopwatch.Seconds()); ++pass)
-        played.Add(PlayPass(NameOfPass(pass)));
+        played.Add(PlayFrames(NameOfPass(pass), all));
     return played;
+}
+
+void Playback::Grow()
+{
+    mSequence.Grow();
+    mFrameCount = FramesToPlay(mMostFrames, mSequence);
+    mPlayer.Grow(mFrameCount);
+    mChecksums.resize(static_cast<std::size_t>(mFrameCount));
 }
 
 bool Playback::WantsPass(int inPlayed, double inSeconds) const
@@ -195,14 +206,13 @@ bool Playback::WantsPass(int inPlayed, double inSeconds) const
                              (mMostSeconds == 0 || inSeconds < mMostSeconds));
 }
 
-PassFigures Playback::PlayPass(const std::string& inName)
+PassFigures Playback::PlayFrames(const std::string& inName, const std::vector<int>& inFrames)
 {
-    const std::vector<int> all =
-        mScrubSeed != 0 ? ScrubOrder(mFrameCount, mScrubSeed) : StraightOrder(mFrameCount);
-    PassAudience audience(inName, mFrameCount, mEveryByte, mCache, mChecksums, mFailures, mDisplay);
+    PassAudience audience(inName, static_cast<int>(inFrames.size()), mEveryByte, mCache, mChecksums,
+                          mFailures, mDisplay);
     try
     {
-        mPlayer.Play(all, mAnalysis ? mAnalysis->BeginPass(audience) : audience);
+        mPlayer.Play(inFrames, mAnalysis ? mAnalysis->BeginPass(audience) : audience);
     }
     catch (...)
     {

@@ -65,11 +65,18 @@ public:
     /// Plays every frame once or more often, as the options say.
     /// @throw Interrupted; what is thrown from within the loop.
     PlayedFigures PlayPasses();
+    /// Plays these, in that order.
+    PassFigures PlayFrames(const std::string& inName, const std::vector<int>& inFrames);
+    /// Looks for frames that were added behind the last one. Not for a pass that is analysed.
+    void Grow();
+    FileVersion VersionOf(int inFrame) const
+    {
+        return FileVersion::Of(mSequence.FramePath(inFrame));
+    }
     /// @throw HostError if no frame can be decoded, or the file cannot be written.
     void WriteContactSheet(const std::string& inPath);
 
 private:
-    PassFigures PlayPass(const std::string& inName);
     bool WantsPass(int inPlayed, double inSeconds) const;
 
     const int mMostPasses;     ///< 0: no limit
@@ -78,8 +85,9 @@ private:
     const int mScrubSeed; ///< 0: frames are played in their order
     IPassDisplay& mDisplay;
     const ImporterModule mImporter;
-    const Sequence mSequence;
-    const int mFrameCount;
+    const int mMostFrames; ///< 0: no limit
+    Sequence mSequence;
+    int mFrameCount;
     FrameCache mCache;
     FilePool mFiles;
     Player mPlayer;

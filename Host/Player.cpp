@@ -39,8 +39,13 @@ Player::Player(const Sequence& inSequence, int inFrameCount, FrameCache& inCache
     mQueue = RK::CreateIdentifiedDecodeQueue(executor, -1, -2, false);
     mSeats.resize(static_cast<std::size_t>(executor->GetParallelism()) * kReadAheadPerThread);
     mReadAhead = mSeats.size();
+    Grow(inFrameCount);
+}
+
+void Player::Grow(int inFrameCount)
+{
     mInfos.resize(static_cast<std::size_t>(inFrameCount));
-    for (int frame = 0; frame < inFrameCount; ++frame)
+    for (auto frame = static_cast<int>(mKeys.size()); frame < inFrameCount; ++frame)
         mKeys.push_back(FrameCache::MakeKey(mSequence.FramePath(frame)));
 }
 

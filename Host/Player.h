@@ -43,6 +43,9 @@ public:
            const ImporterModule& inImporter, EventLoop& inLoop, double inFramesPerSecond = 0);
     ~Player();
 
+    /// The sequence has more frames now.
+    void Grow(int inFrameCount);
+
     /// @throw Interrupted; and what the audience throws, once nothing is under way any more.
     void Play(const std::vector<int>& inFrames, IAudience& ioAudience);
 

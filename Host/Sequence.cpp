@@ -60,9 +60,32 @@ Sequence Sequence::FromStill(const std::string& inPath)
     return result;
 }
 
+void Sequence::Grow()
+{
+    if (!mSequence)
+        return;
+    const std::string first = FramePath(0);
+    Sequence now;
+    try
+    {
+        now.mSequence = RK::CreateStillSequenceFromExampleFile(ToLibraryPath(first));
+    }
+    catch (const qelcore::filesupport::dir_exception&)
+    {
+        return; // the folder has gone
+    }
+    if (!now.mSequence || now.FrameCount() > kMostFrames)
+        return;
+    const int all = now.FrameCount();
+    while (now.mSkipped < all && now.FramePath(0) != first)
+        ++now.mSkipped;
+    if (now.FrameCount() > FrameCount())
+        *this = now;
+}
+
 int Sequence::FrameCount() const
 {
-    return mSequence ? mSequence->GetNumberOfFrames() : 1;
+    return mSequence ? mSequence->GetNumberOfFrames() - mSkipped : 1;
 }
 
 std::string Sequence::FramePath(int inFrame) const
@@ -70,7 +93,7 @@ std::string Sequence::FramePath(int inFrame) const
     if (!mSequence)
         return mStill;
     qelcore::UTF16String path;
-    mSequence->GenerateNthFileName(inFrame, path);
+    mSequence->GenerateNthFileName(mSkipped + inFrame, path);
     return FromLibraryPath(path);
 }
 

@@ -22,6 +22,10 @@ public:
     /// @throw HostError if the file is not there or is a folder.
     static Sequence FromStill(const std::string& inPath);
 
+    /// Looks at the folder again. A sequence of numbers goes on to the last that is there now; ones before the
+    /// first are left out, so that each frame keeps its number. It never gets shorter.
+    void Grow();
+
     /// Numbers without a file are counted.
     int FrameCount() const;
     /// @param inFrame  from 0 to FrameCount() - 1.
@@ -31,6 +35,7 @@ public:
 
 private:
     boost::shared_ptr<RK::StillSequence> mSequence; ///< null for a single still
+    int mSkipped = 0; ///< frames of mSequence that are left out at its begin
     std::string mStill;
 };
 

@@ -148,6 +148,28 @@ std::string PolicyRows(const std::vector<RK::MM::PolicyRecord>& inPolicies)
 
 } // namespace
 
+namespace
+{
+
+/// All but the checksum.
+void AddTo(PassFigures& ioSum, const PassFigures& inPass)
+{
+    ioSum.mFrames += inPass.mFrames;
+    ioSum.mHits += inPass.mHits;
+    ioSum.mErrors += inPass.mErrors;
+    ioSum.mSeconds += inPass.mSeconds;
+    ioSum.mAnalysis += inPass.mAnalysis;
+}
+
+} // namespace
+
+void PlayedFigures::AddToCold(const PassFigures& inFrames)
+{
+    mHasCold = true;
+    AddTo(mCold, inFrames);
+    mCold.mChecksum = inFrames.mChecksum;
+}
+
 void PlayedFigures::Add(const PassFigures& inPass)
 {
     if (!mHasCold)
@@ -158,12 +180,8 @@ void PlayedFigures::Add(const PassFigures& inPass)
     }
     ++mWarmPasses;
     mUnlikePasses += inPass.mChecksum == mCold.mChecksum ? 0 : 1;
-    mWarm.mFrames += inPass.mFrames;
-    mWarm.mHits += inPass.mHits;
-    mWarm.mErrors += inPass.mErrors;
-    mWarm.mSeconds += inPass.mSeconds;
+    AddTo(mWarm, inPass);
     mWarm.mChecksum = inPass.mChecksum;
-    mWarm.mAnalysis += inPass.mAnalysis;
 }
 
 std::string SummaryTable(const SummaryFigures& inFigures)

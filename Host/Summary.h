@@ -34,6 +34,8 @@ struct PlayedFigures
     int mUnlikePasses = 0; ///< whose frames had other checksums than those of the first
 
     void Add(const PassFigures& inPass);
+    /// Frames that were played once, and after those that were so far.
+    void AddToCold(const PassFigures& inFrames);
 
 private:
     bool mHasCold = false;

@@ -8,14 +8,14 @@ if(TARGET rkhost)
     SOURCES ${here}/CacheManageCommandTest.cpp ${here}/CacheManageOptionsTest.cpp
             ${here}/ChecksumTest.cpp ${here}/CommandLineTest.cpp
             ${here}/EventLoopTest.cpp ${here}/FilePoolTest.cpp
-            ${here}/FrameAnalysisTest.cpp ${here}/ItemReadTest.cpp
+            ${here}/FrameAnalysisTest.cpp ${here}/FrameArrivalsTest.cpp ${here}/ItemReadTest.cpp
             ${here}/FrameRequestTest.cpp ${here}/MonitorChannelTest.cpp ${here}/OptionsTest.cpp
-            ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp ${here}/ScrubOrderTest.cpp
+            ${here}/PlayerTest.cpp ${here}/ProgressTest.cpp ${here}/ReportScreenTest.cpp ${here}/ScrubOrderTest.cpp ${here}/SequenceTest.cpp
             ${here}/SummaryTest.cpp ${here}/SweepTextTest.cpp ${here}/AnalysisStoreTest.cpp)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp ${here}/RkhostScrubTest.cpp
             ${here}/RkhostAnalysisTest.cpp ${here}/RkhostCacheItemsTest.cpp ${here}/RkhostCurveTest.cpp
-            ${here}/RkhostVRTest.cpp ${here}/DemoScriptTest.cpp)
+            ${here}/RkhostVRTest.cpp ${here}/RkhostWatchTest.cpp ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
     target_include_directories(${tests} PRIVATE ${PROJECT_SOURCE_DIR}/Host)
