@@ -106,9 +106,10 @@ LinuxEventQueue::Folder LinuxEventQueue::Watched(const std::string& inPath)
     folder.mName = path.substr(path.rfind('/') + 1);
 
     const OwnedDescriptor parent(open(ParentOf(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!parent.IsOpen() ||
+    if (parent.IsOpen() &&
         Inotify::Instance().Add(parent.Get(), kEntries, *this, folder.mParentWatch) != 0)
-        folder.mIsLookedAt = true;
+        folder.mLacksWatch = true;
+    folder.mIsLookedAt = folder.mParentWatch == -1;
     const OwnedDescriptor itself(open(path.c_str(), O_PATH | O_CLOEXEC));
     struct stat status;
     if (!itself.IsOpen() || fstat(itself.Get(), &status) != 0)
@@ -117,7 +118,7 @@ LinuxEventQueue::Folder LinuxEventQueue::Watched(const std::string& inPath)
                      status.st_ctim.tv_sec * 1000000000 + status.st_ctim.tv_nsec};
     const std::uint32_t mask = S_ISDIR(status.st_mode) ? kEntries | kItself : IN_MODIFY | kItself;
     if (Inotify::Instance().Add(itself.Get(), mask, *this, folder.mWatch) != 0)
-        folder.mIsLookedAt = true;
+        folder.mIsLookedAt = folder.mLacksWatch = true;
     return folder;
 }
 
@@ -163,7 +164,7 @@ int LinuxEventQueue::Open(const std::string& inPath)
     }
     const std::lock_guard<std::mutex> lock(mMutex);
     const int ident = mNextIdent++;
-    mLossCount += folder.mIsLookedAt;
+    mLossCount += folder.mLacksWatch;
     Index(ident, folder);
     mFolders.emplace(ident, std::move(folder));
     return ident;
@@ -206,6 +207,7 @@ int LinuxEventQueue::CreateQueue()
 void LinuxEventQueue::CloseQueue(int inQueue)
 {
     const std::lock_guard<std::mutex> lock(mMutex);
+    WakeAll(); // a Wait that has begun ends
     mQueues.erase(inQueue);
 }
 
@@ -318,6 +320,7 @@ void LinuxEventQueue::LookUp(int inIdent)
         now.mIsGone = folder.mIsGone && now.mStamp == Stamp();
         if (now.mStamp != Stamp() && (now.mWatch != folder.mWatch || now.mStamp != folder.mStamp))
             now.mPending |= kQueueNote_Write; // what happened in it so far was not told
+        mLossCount += now.mLacksWatch && !folder.mLacksWatch;
         Unindex(inIdent, folder);
         before = std::exchange(folder, std::move(now));
         Index(inIdent, folder);

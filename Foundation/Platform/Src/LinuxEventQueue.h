@@ -59,7 +59,8 @@ private:
         int mParentWatch = -1;
         std::uint32_t mPending = 0; ///< notes that wait to be armed
         bool mMustLookUp = false;   ///< the name leads to something else now
-        bool mIsLookedAt = false;   ///< for want of a watch
+        bool mIsLookedAt = false;   ///< for want of a watch, or of a folder above
+        bool mLacksWatch = false;   ///< there was no room for one
         bool mIsMountTable = false;
         bool mIsGone = false; ///< and that was noted
         Stamp mStamp;

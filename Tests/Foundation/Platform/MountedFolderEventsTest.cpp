@@ -2,16 +2,15 @@
 // namespaces of its own.
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include "FewWatches.h"
 #include "FolderEventStreamReader.h"
 #include "Support/ChildProcess.h"
 #include "Support/RealRights.h"
@@ -166,20 +165,6 @@ TEST_F(MountedFolderEvents, DoNotEnterAServersFolderBelow)
                }));
 }
 
-bool WriteText(const char* inPath, const std::string& inText)
-{
-    std::ofstream file(inPath);
-    file << inText << std::flush;
-    return file.good();
-}
-
-// A user of its own, to whom the system grants a few watches only.
-bool HaveFewWatches(int inWatches)
-{
-    return unshare(CLONE_NEWUSER) == 0 &&
-           WriteText("/proc/sys/user/max_inotify_watches", std::to_string(inWatches));
-}
-
 TEST_F(MountedFolderEvents, WithoutEnoughWatchesSayThatTheyAreLostAndLookForThemselves)
 {
     for (int i = 0; i < 30; ++i)
@@ -187,7 +172,7 @@ TEST_F(MountedFolderEvents, WithoutEnoughWatchesSayThatTheyAreLostAndLookForThem
     const int answer = Testing::RunInChild(
         [this]
         {
-            if (!HaveFewWatches(20))
+            if (!Testing::HaveFewWatches(20))
                 return kCannotMount;
             FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents);
             if (!reader.Stream().Start())
@@ -222,7 +207,7 @@ TEST_F(MountedFolderEvents, OfAFolderWithoutAWatchComeAgainAtEachChange)
         [this]
         {
             // Enough for the root, but neither for the folder below nor for the way to the root.
-            if (!HaveFewWatches(1))
+            if (!Testing::HaveFewWatches(1))
                 return kCannotMount;
             FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents);
             if (!reader.Stream().Start())

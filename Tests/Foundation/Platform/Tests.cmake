@@ -17,9 +17,11 @@ rk_add_tests(rk_platform_real_tests INTERNAL LABELS foundation real SOURCES
 rk_add_tests(rk_platform_machine_crash_tests INTERNAL LABELS foundation real LIBRARIES rk_faulty_mount_support SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/MachineCrashTest.cpp)
 rk_add_tests(rk_platform_folder_events_tests INTERNAL LABELS foundation directories SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/EventQueueTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FolderEventsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VolumeKindTest.cpp)
 rk_add_tests(rk_platform_folder_events_stress_tests INTERNAL LABELS foundation directories stress SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/FolderEventsStressTest.cpp)
 rk_add_tests(rk_platform_folder_events_real_tests INTERNAL LABELS foundation directories real SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/MountedEventQueueTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MountedFolderEventsTest.cpp)
