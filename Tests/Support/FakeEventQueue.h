@@ -24,6 +24,17 @@ public:
     /// What one Wait answers, given the changes that came in.
     using Step = std::function<int(const std::vector<Record>&, Record&)>;
 
+    FakeEventQueue() = default;
+    /// A thread that the test did not turn quits now, and frees what it was made with.
+    ~FakeEventQueue() override
+    {
+        mSteps.clear();
+        if (HasThread())
+            RunThread();
+    }
+    FakeEventQueue(const FakeEventQueue&) = delete;
+    FakeEventQueue& operator=(const FakeEventQueue&) = delete;
+
     int CreatePipe(int (&outEnds)[2]) override
     {
         ++pipeCount;
