@@ -5,7 +5,8 @@
 
 #include "Foundation/Platform/Src/MountInfo.h"
 #include "Foundation/Platform/Src/SystemText.h"
-#include "Foundation/qelcore/Src/Files/VolumeHost.h"
+#include "Platform/VisibleMounts.h"
+#include "Platform/VolumeAddress.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* inBytes, std::size_t inSize)
 {
@@ -18,10 +19,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* inBytes, std::size_t i
         const Platform::Mount* const found = Platform::FindMountByText(mounts, mount.mountPoint);
         if (found == nullptr || found->mountPoint.size() < mount.mountPoint.size())
             std::abort();
-        const std::string host = qelcore::filesupport::HostOfVolume(mount.type, mount.source);
+        const std::string host = Platform::HostOfVolume(mount.type, mount.source);
         if (host.size() > mount.source.size())
             std::abort();
+        const std::string url = Platform::URLOfVolume(mount);
+        if (!url.empty() && url.find("://") == std::string::npos)
+            std::abort();
     }
+    if (Platform::VisibleMounts(mounts).size() > mounts.size())
+        std::abort();
     Platform::BytesOfKey(text, "MemTotal");
     return 0;
 }

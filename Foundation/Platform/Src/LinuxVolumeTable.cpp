@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
 #include <set>
 #include <string_view>
@@ -12,11 +13,15 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include "KeptFile.h"
+#include "LinuxVolumeChanges.h"
 #include "MountInfo.h"
+#include "OwnedDescriptor.h"
 
 namespace Platform
 {
@@ -50,6 +55,17 @@ int AskForSpace(const std::string& inPath, VolumeSpace& outSpace)
     const std::uint64_t unit = status.f_frsize != 0 ? status.f_frsize : status.f_bsize;
     outSpace.freeBytes = unit * status.f_bavail; // f_bfree counts what only root may fill
     outSpace.sizeBytes = unit * status.f_blocks;
+    return 0;
+}
+
+int AskForLabel(const std::string& inPath, std::string& outLabel)
+{
+    const OwnedDescriptor folder(
+        open(inPath.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC));
+    char label[FSLABEL_MAX] = {};
+    if (!folder.IsOpen() || ioctl(folder.Get(), FS_IOC_GETFSLABEL, label) != 0)
+        return errno;
+    outLabel.assign(label, strnlen(label, sizeof label));
     return 0;
 }
 
@@ -105,6 +121,7 @@ LinuxVolumeTable::Options LinuxVolumeTable::RealOptions()
     Options options;
     options.mountIDOf = AskForMountID;
     options.spaceOf = AskForSpace;
+    options.labelOf = AskForLabel;
     return options;
 }
 
@@ -209,6 +226,18 @@ int LinuxVolumeTable::Space(const std::string& inPath, VolumeSpace& outSpace)
     std::vector<Mount> mounts;
     Mounts(mounts); // without it every path owes for itself alone
     return AskInTime<VolumeSpace>(inPath, mounts, mOptions.spaceOf, outSpace);
+}
+
+int LinuxVolumeTable::Label(const std::string& inMountPoint, std::string& outLabel)
+{
+    std::vector<Mount> mounts;
+    Mounts(mounts);
+    return AskInTime<std::string>(inMountPoint, mounts, mOptions.labelOf, outLabel);
+}
+
+std::unique_ptr<IVolumeChanges> LinuxVolumeTable::WatchChanges()
+{
+    return LinuxVolumeChanges::Create(mOptions.root + "/proc/self/mountinfo");
 }
 
 } // namespace Platform

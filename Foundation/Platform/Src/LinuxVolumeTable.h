@@ -24,6 +24,7 @@ public:
         // How the volume itself is asked. @return 0 or an error's number.
         std::function<int(const std::string& inPath, std::uint64_t& outMountID)> mountIDOf;
         std::function<int(const std::string& inPath, VolumeSpace& outSpace)> spaceOf;
+        std::function<int(const std::string& inPath, std::string& outLabel)> labelOf;
     };
 
     LinuxVolumeTable();
@@ -33,6 +34,8 @@ public:
     int Mounts(std::vector<Mount>& outMounts) override;
     int MountOfPath(const std::string& inPath, Mount& outMount) override;
     int Space(const std::string& inPath, VolumeSpace& outSpace) override;
+    int Label(const std::string& inMountPoint, std::string& outLabel) override;
+    std::unique_ptr<IVolumeChanges> WatchChanges() override;
 
     static Options RealOptions();
 

@@ -60,6 +60,14 @@ std::int64_t CurrentProcessID() noexcept
     return getpid();
 }
 
+std::string MachineName()
+{
+    char name[256] = {};
+    if (gethostname(name, sizeof name - 1) != 0)
+        return {};
+    return name;
+}
+
 unsigned ForkCount()
 {
     WatchForks();

@@ -1,5 +1,7 @@
 #include "Platform/VolumeTable.h"
 
+#include <cerrno>
+
 #include "CurrentInstance.h"
 #include "LinuxVolumeTable.h"
 
@@ -18,7 +20,19 @@ IVolumeTable& RealVolumeTable()
 
 } // namespace
 
+IVolumeChanges::~IVolumeChanges() = default;
+
 IVolumeTable::~IVolumeTable() = default;
+
+int IVolumeTable::Label(const std::string&, std::string&)
+{
+    return ENOTTY;
+}
+
+std::unique_ptr<IVolumeChanges> IVolumeTable::WatchChanges()
+{
+    return nullptr;
+}
 
 IVolumeTable& VolumeTable()
 {

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -127,6 +129,46 @@ TEST_F(MountedVolumes, ARenameToAnotherVolumeIsRefused)
         { return RenameWithoutReplacing(FileSystem(), from, Volume() + "/to") == EXDEV ? 0 : 1; });
     EXPECT_EQ(0, answer);
     EXPECT_EQ("x", mFolder.Read("from"));
+}
+
+bool IsReadable(int inDescriptor)
+{
+    pollfd state = {inDescriptor, POLLIN, 0};
+    return poll(&state, 1, 0) == 1;
+}
+
+TEST_F(MountedVolumes, AChangeOfTheTableIsToldHoweverOftenItIsLookedForAndUntilItIsCleared)
+{
+    RK_NEEDS_MOUNTS();
+    const int answer = Testing::RunInChild(
+        [&]
+        {
+            if (!Testing::EnterPrivateMounts())
+                return kCannotMount;
+            const auto changes = VolumeTable().WatchChanges();
+            const int loop = epoll_create1(EPOLL_CLOEXEC);
+            epoll_event event = {};
+            event.events = EPOLLIN;
+            if (!changes || epoll_ctl(loop, EPOLL_CTL_ADD, changes->Descriptor(), &event) != 0)
+                return 1;
+            changes->Clear();
+            if (IsReadable(loop) || IsReadable(changes->Descriptor()))
+                return 2;
+            for (int i = 0; i < 3; ++i)
+            {
+                const bool came = mount("a", Volume().c_str(), "tmpfs", 0, nullptr) == 0 &&
+                                  umount(Volume().c_str()) == 0;
+                // Each look at the outer set asks the table too, and must not swallow the word of it.
+                if (!came || !IsReadable(loop) || !IsReadable(loop) ||
+                    !IsReadable(changes->Descriptor()))
+                    return 3;
+                changes->Clear();
+                if (IsReadable(loop))
+                    return 4;
+            }
+            return 0;
+        });
+    EXPECT_EQ(0, answer);
 }
 
 // A file system in user space whose program never says a word, as a server that is away.

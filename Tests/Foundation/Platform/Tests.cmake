@@ -7,6 +7,8 @@ rk_add_tests(rk_platform_files_tests INTERNAL LABELS foundation SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/MountInfoTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RenameWithoutReplacingTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RealRightsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VisibleMountsTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VolumeAddressTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VolumeTableTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/WakeSetTest.cpp)
 rk_add_tests(rk_platform_real_tests INTERNAL LABELS foundation real SOURCES

@@ -126,6 +126,41 @@ TEST_F(VolumeTableTest, TheVolumesErrorsArePassedOn)
     EXPECT_EQ(0u, mSpace.sizeBytes);
 }
 
+TEST_F(VolumeTableTest, ALabelIsWhatTheVolumeSaysWithinTheDeadline)
+{
+    mOptions.labelOf = [](const std::string& inPath, std::string& outLabel)
+    {
+        outLabel = "label of " + inPath;
+        return inPath == "/" ? ENOTTY : 0;
+    };
+    std::string label = "before";
+    {
+        LinuxVolumeTable table(mOptions);
+        EXPECT_EQ(ENOTTY, table.Label("/", label));
+        EXPECT_EQ("before", label);
+        EXPECT_EQ(0, table.Label("/mnt/a b", label));
+        EXPECT_EQ("label of /mnt/a b", label);
+    }
+    std::promise<void> end;
+    const std::shared_future<void> isOver = end.get_future().share();
+    mOptions.deadline = 10ms;
+    mOptions.labelOf = [isOver](const std::string&, std::string&)
+    {
+        isOver.wait();
+        return 0;
+    };
+    LinuxVolumeTable table(mOptions);
+    EXPECT_EQ(ETIMEDOUT, table.Label("/mnt/a b", label));
+    end.set_value();
+}
+
+TEST_F(VolumeTableTest, ATableThatIsAnOrdinaryFileCannotBeWatched)
+{
+    EXPECT_EQ(nullptr, LinuxVolumeTable(mOptions).WatchChanges());
+    mOptions.root = "/nowhere";
+    EXPECT_EQ(nullptr, LinuxVolumeTable(mOptions).WatchChanges());
+}
+
 TEST_F(VolumeTableTest, APathThatIsEmptyOrHoldsANulIsNeverAsked)
 {
     Silence("");
@@ -217,6 +252,14 @@ TEST(FileSystemTypes, DisksAndMemoryAreLocalAndServersAreNot)
         EXPECT_TRUE(IsLocalFileSystem(type)) << type;
     for (const char* type : {"nfs", "nfs4", "cifs", "fuse.sshfs", "overlay", "9p", "", "ext"})
         EXPECT_FALSE(IsLocalFileSystem(type)) << type;
+}
+
+TEST(RealVolumeTable, AFileHasNoLabelAndIsNoFolder)
+{
+    const Testing::TemporaryFolder folder;
+    std::string label;
+    EXPECT_EQ(ENOTDIR, Platform::VolumeTable().Label(folder.Write("file", "x"), label));
+    EXPECT_EQ(ENOENT, Platform::VolumeTable().Label(folder.Path("none"), label));
 }
 
 TEST(RealVolumeTable, TheVolumeOfTheTemporaryFolderIsInTheTable)

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,20 @@ struct VolumeSpace
     std::uint64_t sizeBytes = 0;
 };
 
+// Tells that the table of mounts has changed.
+//
+// Threads  One at a time.
+class IVolumeChanges
+{
+public:
+    virtual ~IVolumeChanges();
+    /// Readable once the table has changed since the last Clear(), and now and then for nothing; it may be
+    /// watched for being readable in any kind of loop. Borrowed.
+    virtual int Descriptor() const = 0;
+    /// Forgets the changes up to now: for the moment before the table is read.
+    virtual void Clear() = 0;
+};
+
 class IVolumeTable
 {
 public:
@@ -42,6 +57,11 @@ public:
     /// links are followed.
     virtual int MountOfPath(const std::string& inPath, Mount& outMount) = 0;
     virtual int Space(const std::string& inPath, VolumeSpace& outSpace) = 0;
+    /// The label of the file system that is mounted there; may be empty. ENOTDIR: the mount point is no
+    /// folder. Any other error: it has no label, or does not tell it.
+    virtual int Label(const std::string& inMountPoint, std::string& outLabel);
+    /// Changes from now on. @return null where they cannot be told.
+    virtual std::unique_ptr<IVolumeChanges> WatchChanges();
 };
 
 /// Whether a volume of that type is made of this machine's own disks or memory, and so answers.

@@ -6,8 +6,8 @@
 
 #include "PathText.h"
 #include "Platform/FileSystem.h"
+#include "Platform/VolumeAddress.h"
 #include "Platform/VolumeTable.h"
-#include "VolumeHost.h"
 #include "qelcore/TextConversion.h"
 
 namespace qelcore
@@ -137,7 +137,7 @@ bool GetPathVolumeHostName(const PathSpecifier& inPath, UTF16String& outHostName
     outHostName.clear();
     Platform::Mount mount;
     if (FindMount(inPath, mount))
-        outHostName = FileNameToUTF16(filesupport::HostOfVolume(mount.type, mount.source));
+        outHostName = FileNameToUTF16(Platform::HostOfVolume(mount.type, mount.source));
     return !outHostName.empty();
 }
 

@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Foundation/qelcore/Src/Files/VolumeHost.h"
 #include "Support/FakeMachineFigures.h"
 #include "Support/FakeVolumeTable.h"
 #include "Support/MemoryFileSystem.h"
@@ -28,7 +27,6 @@ using qelcore::filesupport::dir_exception;
 using qelcore::filesupport::File;
 using qelcore::filesupport::file_exception;
 using qelcore::filesupport::FileIterator;
-using qelcore::filesupport::HostOfVolume;
 using ::testing::ElementsAre;
 using Testing::FileOperation;
 using ::testing::IsEmpty;
@@ -198,32 +196,6 @@ TEST_F(FilesOnFakes, AVolumeOfAServerHasItsNameAndALocalOneHasNone)
     EXPECT_EQ(u"server", host);
     EXPECT_FALSE(FileUtils::GetPathVolumeHostName(u"/home", host));
     EXPECT_EQ(u"", host);
-}
-
-TEST(VolumeHost, IsFoundInEachFormOfSource)
-{
-    EXPECT_EQ("nas", HostOfVolume("cifs", "//nas/share"));
-    EXPECT_EQ("nas", HostOfVolume("cifs", "//nas"));
-    EXPECT_EQ("10.0.0.1", HostOfVolume("nfs", "10.0.0.1:/export/a"));
-    EXPECT_EQ("fe80::1", HostOfVolume("nfs4", "[fe80::1]:/export"));
-    EXPECT_EQ("fe80::1", HostOfVolume("smb3", "//[fe80::1]/share"));
-    EXPECT_EQ("host", HostOfVolume("fuse.sshfs", "user@host:/path"));
-    EXPECT_EQ("host", HostOfVolume("fuse.sshfs", "host:relative"));
-    EXPECT_EQ("example.org", HostOfVolume("davfs", "https://user@example.org:8080/dav"));
-    EXPECT_EQ("mon1", HostOfVolume("ceph", "mon1:6789,mon2:6789:/"));
-    EXPECT_EQ("10.0.0.1", HostOfVolume("lustre", "10.0.0.1@tcp:/work"));
-}
-
-TEST(VolumeHost, IsEmptyForWhatIsLocal)
-{
-    EXPECT_EQ("", HostOfVolume("ext4", "/dev/sda1"));
-    EXPECT_EQ("", HostOfVolume("ext4", "/dev/disk/by-path/pci-0000:00:1f.2-ata-1:/odd"));
-    EXPECT_EQ("", HostOfVolume("tmpfs", "tmpfs"));
-    EXPECT_EQ("", HostOfVolume("zfs", "pool/data"));
-    EXPECT_EQ("", HostOfVolume("fuse.sshfs", ""));
-    EXPECT_EQ("", HostOfVolume("", ""));
-    EXPECT_EQ("", HostOfVolume("cifs", "//"));
-    EXPECT_EQ("", HostOfVolume("nfs", "["));
 }
 
 TEST(MachineFigures, AreThoseOfTheEdge)

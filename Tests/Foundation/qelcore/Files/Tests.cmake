@@ -1,4 +1,5 @@
 rk_add_tests(rk_qelcore_files_tests LABELS foundation SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/CommonDirsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DirTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileUtilsTest.cpp)
