@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include <RiverKit/RKVolumeUtilities.h>
+
 #include "Text.h"
 #include "qelcore/Console.h"
 #include "qelcore/UTFStream.h"
@@ -41,6 +43,8 @@ bool RunLine(const std::string& inLine)
         ListCommands();
         return true;
     }
+    if (inLine.substr(0, inLine.find_first_of(" \t")) == "RK.Volumes")
+        RK::VolumeUtilities::InitializeDriveDiscovery(); // or there would be none to list
     qelcore::oUTF16StringStream output;
     const bool found = CommandRegistry::Execute(ToLibraryText(inLine), output);
     if (found)

@@ -26,6 +26,7 @@
 #include "PlayCommand.h"
 #include "Player.h"
 #include "VRCommand.h"
+#include "VolumesCommand.h"
 #include "WatchCommand.h"
 
 namespace
@@ -63,6 +64,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunCurve(inOptions.mLines);
     case Word::kWatch:
         return RunWatch(inOptions.mLines, loop);
+    case Word::kVolumes:
+        return RunVolumes(inOptions.mLines);
     default:
         return RunInfo();
     }

@@ -82,10 +82,10 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},       {"monitor", Word::kMonitor},   {"balance", Word::kBalance},
-    {"console", Word::kConsole}, {"cache", Word::kCache},       {"convert", Word::kConvert},
-    {"vr", Word::kVR},           {"curve", Word::kCurve},       {"watch", Word::kWatch},
-    {"info", Word::kInfo},       {"--version", Word::kVersion},
+    {"play", Word::kPlay},       {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
+    {"console", Word::kConsole}, {"cache", Word::kCache},     {"convert", Word::kConvert},
+    {"vr", Word::kVR},           {"curve", Word::kCurve},     {"watch", Word::kWatch},
+    {"volumes", Word::kVolumes}, {"info", Word::kInfo},       {"--version", Word::kVersion},
 };
 
 Word WordOf(const std::string& inName)
@@ -162,7 +162,8 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
         ParsePlayed(rest, options);
     else if (options.mWord == Word::kConsole || options.mWord == Word::kCache ||
              options.mWord == Word::kConvert || options.mWord == Word::kVR ||
-             options.mWord == Word::kCurve || options.mWord == Word::kWatch)
+             options.mWord == Word::kCurve || options.mWord == Word::kWatch ||
+             options.mWord == Word::kVolumes)
         options.mLines = rest;
     else if (!rest.empty())
         Refuse("rkhost", word + " takes no arguments");
@@ -184,6 +185,7 @@ const char* HelpText()
   rkhost vr show|set ...            what a file of VR text says, and changes of it
   rkhost curve [--svg FILE] ...     the ease between two keyframes, as a table and as a picture
   rkhost watch [OPTION...] PATH...  prints the changes of folders as they are told
+  rkhost volumes [PATH]             the known volumes, or the one of PATH and how PATH reads on it
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 

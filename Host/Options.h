@@ -18,6 +18,7 @@ enum class Word
     kVR,
     kCurve,
     kWatch,
+    kVolumes,
     kInfo,
     kHelp,
     kVersion,

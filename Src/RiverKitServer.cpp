@@ -10,6 +10,7 @@
 #include "RKDirectoryChangeMonitor.h"
 #include "RKDiskCacheManager.h"
 #include "RKFileManager.h"
+#include "RKVolumeUtilities.h"
 #include "RiverKitServer.h"
 #include "ZOR/Foundation.h"
 #include "ZOR/Impl.h"
@@ -74,13 +75,13 @@ constexpr Step kStartSteps[] = {
     {"RK::DirectoryChangeMonitor::Initialize", &DirectoryChangeMonitor::Initialize},
     // RK::SDKSupport::Initialize
     {"InstallFileBufferFactory", &InstallFileBufferFactory},
-    // RK::VolumeUtilities::Startup
+    {"RK::VolumeUtilities::Startup", &VolumeUtilities::Startup},
     {"RegisterStressMediaVector", &RegisterStressMediaVector},
 };
 
 constexpr Step kStopSteps[] = {
     {"RemoveFileBufferFactory", &RemoveFileBufferFactory},
-    // RK::VolumeUtilities::Shutdown
+    {"RK::VolumeUtilities::Shutdown", &VolumeUtilities::Shutdown},
     {"RK::DiskCacheManager::Shutdown", &DiskCacheManager::Shutdown}, // starts on first use
     {"RK::MediaManager::Shutdown", &MediaManager::Shutdown},
     {"RK::FileManager::Shutdown", &FileManager::Shutdown},

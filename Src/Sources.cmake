@@ -8,10 +8,10 @@ target_sources(RiverKit PRIVATE
   Src/PixelFormat.cpp
   Src/PlatformWindowManager.cpp
   Src/StreamLabel.cpp
-  # Src/VolumeUtilities.cpp
+  Src/VolumeUtilities.cpp
   Src/Audio/AudioChannelType.cpp
   Src/Linux/LinuxDirectoryChangeMonitor.cpp
-  # Src/Linux/LinuxVolumeUtilities.cpp
+  Src/Linux/LinuxVolumeUtilities.cpp
   Src/MediaManager/MediaManager.cpp
   Src/PixelAspectRatio/PixelAspectRatio.cpp
   Src/Renderable/RenderableCutlistFactory.cpp
@@ -43,6 +43,7 @@ target_sources(RiverKit PRIVATE
   Src/DirectoryEventThread.cpp
   Src/MainLoopFolderEvents.cpp
   Src/StillSequence.cpp
+  Src/VolumeLookUp.cpp
   Src/VRViewerTypes.cpp
   Src/SDKSupport/ModuleStressTester.cpp
   Src/TimeBlend.cpp

@@ -15,7 +15,7 @@ if(TARGET rkhost)
   rk_add_tests(RkhostTests LABELS host LIBRARIES ${CMAKE_DL_LIBS}
     SOURCES ${here}/RkhostTest.cpp ${here}/RkhostMemoryTest.cpp ${here}/RkhostConvertTest.cpp ${here}/RkhostCacheManageTest.cpp ${here}/RkhostScrubTest.cpp
             ${here}/RkhostAnalysisTest.cpp ${here}/RkhostCacheItemsTest.cpp ${here}/RkhostCurveTest.cpp
-            ${here}/RkhostVRTest.cpp ${here}/RkhostWatchTest.cpp ${here}/DemoScriptTest.cpp)
+            ${here}/RkhostVolumesTest.cpp ${here}/RkhostVRTest.cpp ${here}/RkhostWatchTest.cpp ${here}/DemoScriptTest.cpp)
   foreach(tests IN ITEMS ImageImporterTests HostPartsTests RkhostTests)
     add_dependencies(${tests} rkhost ImageImporter)
     target_include_directories(${tests} PRIVATE ${PROJECT_SOURCE_DIR}/Host)
