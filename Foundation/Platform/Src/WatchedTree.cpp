@@ -58,6 +58,11 @@ int OpenFolder(int inParent, const char* inName, int inFlags, OwnedDescriptor& o
     return error;
 }
 
+struct CloseFolder
+{
+    void operator()(DIR* inFolder) const { closedir(inFolder); }
+};
+
 bool IsFolder(int inParent, const dirent& inEntry)
 {
     if (inEntry.d_type != DT_UNKNOWN)
@@ -343,25 +348,22 @@ void WatchedTree::Examine(Node& ioNode)
         return;
     }
     if (folder.IsOpen())
-        List(ioNode, folder.Get());
+        List(ioNode, std::move(folder));
 }
 
-void WatchedTree::List(Node& ioNode, int inFolder)
+void WatchedTree::List(Node& ioNode, OwnedDescriptor inFolder)
 {
-    OwnedDescriptor copy(-1);
-    DIR* folder = nullptr;
-    if (OpenFolder(inFolder, ".", O_RDONLY, copy) == 0 && (folder = fdopendir(copy.Get())))
-        copy.Take();
-    if (!folder)
+    const std::unique_ptr<DIR, CloseFolder> listing(fdopendir(inFolder.Get()));
+    if (!listing)
     {
         SetUnwatched(ioNode);
         return;
     }
+    const int folder = inFolder.Take(); // the listing's from now on
     std::vector<Entry> entries;
-    while (const dirent* const entry = readdir(folder))
+    while (const dirent* const entry = readdir(listing.get()))
         if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            entries.push_back({entry->d_name, IsFolder(inFolder, *entry)});
-    closedir(folder);
+            entries.push_back({entry->d_name, IsFolder(folder, *entry)});
 
     std::set<std::string> before;
     for (const auto& [name, child] : ioNode.mChildren)
@@ -371,7 +373,7 @@ void WatchedTree::List(Node& ioNode, int inFolder)
         if (!entry.mIsFolder)
             continue;
         before.erase(entry.mName);
-        TakeIn(ioNode, entry.mName, inFolder);
+        TakeIn(ioNode, entry.mName, folder);
     }
     for (const std::string& name : before)
         Lose(ioNode, name);

@@ -113,7 +113,7 @@ private:
 
     void MakeDirty(Node* inNode);
     void Examine(Node& ioNode);
-    void List(Node& ioNode, int inFolder);
+    void List(Node& ioNode, OwnedDescriptor inFolder);
     void TakeIn(Node& ioParent, const std::string& inName, int inFolder);
     void AddNew(Node& ioParent, const std::string& inName, int inWatch);
     void Adopt(Node& ioParent, const std::string& inName, Node& ioMoved);
