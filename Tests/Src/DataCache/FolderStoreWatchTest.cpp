@@ -179,6 +179,18 @@ TEST_F(FolderStoreWatchTest, AnItemThatTheStoreRemovedItselfIsToldOnce)
     EXPECT_EQ(counter.heard, 1);
 }
 
+// What is told says that the file was removed at some time within the second.
+TEST_F(FolderStoreWatchTest,
+       ARemovalThatIsToldOnceTheItemWasPutAgainTakesItOffTheListUntilItIsAskedFor)
+{
+    mStore->GetStationID();
+    Tell(PathOf("a.1.rkdc"), kRemovedFile | Platform::kFolderEvent_ItemCreated);
+    mExecutors.io->RunQueued();
+    EXPECT_FALSE(Lists("a", "1"));
+    EXPECT_TRUE(mStore->IsItemAvailable(N("a"), N("1")));
+    EXPECT_TRUE(Lists("a", "1"));
+}
+
 TEST_F(FolderStoreWatchTest, WhereTheFolderCannotBeWatchedTheStationWorksAndNoSecondAttemptIsMade)
 {
     mEvents.mustNotStart = true;
