@@ -10,7 +10,7 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 if(RK_SANITIZE)
-  add_compile_options(-fsanitize=${RK_SANITIZE} -fno-omit-frame-pointer -g)
+  add_compile_options(-fsanitize=${RK_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${RK_SANITIZE})
   if(RK_SANITIZE MATCHES "undefined")
     add_compile_options(-fno-sanitize-recover=all)
