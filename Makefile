@@ -5,7 +5,7 @@ INSTALL := packaging/install-packages.sh
 BUILD = cmake --preset $(1) >build/$(1).log 2>&1 || { cat build/$(1).log; exit 1; }; cmake --build --preset $(1) --parallel $(JOBS)
 TEST = ctest --preset $(1) --parallel $(JOBS) --output-log build/$(1)-tests.log
 
-.PHONY: help demo soak test release bench asan tsan coverage fuzz format tidy docs install-tree clean packages ci-packages
+.PHONY: help demo soak test release bench asan tsan tsan-stress coverage fuzz format tidy docs install-tree clean packages ci-packages
 
 help: ## This list
 	@echo "RiverKit: make WORD"
@@ -54,6 +54,10 @@ asan: ci-packages ## Every test under AddressSanitizer and UndefinedBehaviorSani
 tsan: ci-packages ## Every test under ThreadSanitizer
 	@$(call BUILD,tsan)
 	@$(call TEST,tsan)
+
+tsan-stress: ci-packages ## The tests of many threads alone under ThreadSanitizer
+	@$(call BUILD,tsan) --target rk_stress_tests
+	@$(call TEST,tsan) -L stress
 
 coverage: packages ## Line and branch coverage (build/coverage/coverage.txt)
 	@$(INSTALL) packaging/apt-packages-coverage.txt
