@@ -19,10 +19,11 @@
 //     if (RK::VolumeUtilities::MakeAbsolutePathRelativeToVolumePath(path, relative, volume))
 //         Remember(volume.FriendlyName, relative);
 //
-// The list holds the mounted volumes (but for the kernel's own file systems and triggers of the automounter),
-// the user's cloud sync folder if it is there (qelcore::filesupport::commondirs::SkyAtelierSyncDir), and
-// the cloud libraries folder once it was told. It is kept in memory and follows the system from
-// InitializeDriveDiscovery() to Shutdown(); before, it is empty, and afterwards it stays as it was.
+// The list holds the mounted volumes (but for the kernel's own file systems, what lies in /proc and /sys, and
+// triggers of the automounter), the user's cloud sync folder if it is there
+// (qelcore::filesupport::commondirs::SkyAtelierSyncDir), and the cloud libraries folder once it was told. It
+// is kept in memory and follows the system from InitializeDriveDiscovery() to Shutdown(); before, it is empty,
+// and afterwards it stays as it was.
 //
 // Each change of the set of mount paths is told by a VolumesChangedMessage on GetVolumesChangedStationID(),
 // on the main thread, which must therefore be registered and turn its loop: without one the list does not

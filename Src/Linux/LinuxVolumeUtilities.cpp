@@ -67,11 +67,19 @@ std::string LastPart(const std::string& inMountPoint)
     return inMountPoint.substr(inMountPoint.rfind('/') + 1);
 }
 
+/// What lies in these folders is no place for files either, whatever its type: containers hide a part of them
+/// beneath an empty tmpfs.
+bool IsInFoldersOfTheKernel(const Mount& inMount)
+{
+    return inMount.mountPoint.compare(0, 6, "/proc/") == 0 ||
+           inMount.mountPoint.compare(0, 5, "/sys/") == 0;
+}
+
 /// Whether the mount can be a volume. Nothing of the system's own is one, nor a trigger of the automounter.
 bool HasDescription(const Mount& inMount)
 {
     return !inMount.type.empty() && !inMount.mountPoint.empty() && !IsAutomounter(inMount) &&
-           !IsPseudoMount(inMount);
+           !IsPseudoMount(inMount) && !IsInFoldersOfTheKernel(inMount);
 }
 
 /// The label belongs to the whole file system: a folder of it that is mounted elsewhere goes by its own name.

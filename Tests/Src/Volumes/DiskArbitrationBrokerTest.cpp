@@ -114,6 +114,16 @@ TEST_F(DiskArbitrationBrokerTest, FileSystemsOfTheKernelAreNoVolumes)
     EXPECT_THAT(Paths(), ElementsAre("/", "/scratch/"));
 }
 
+TEST_F(DiskArbitrationBrokerTest, NothingInTheFoldersOfTheKernelIsAVolume)
+{
+    Mount("/proc/acpi", "tmpfs", "tmpfs");
+    Mount("/sys/fs/cgroup", "tmpfs", "tmpfs");
+    Mount("/process", "tmpfs", "tmpfs");
+    Mount("/systems/a", "tmpfs", "tmpfs");
+    Start();
+    EXPECT_THAT(Paths(), ElementsAre("/", "/process/", "/systems/a/"));
+}
+
 TEST_F(DiskArbitrationBrokerTest, ADiskWithoutKindOrPathIsPassedOverAndTheRestIsTakenIn)
 {
     Mount("/mnt/a", "");

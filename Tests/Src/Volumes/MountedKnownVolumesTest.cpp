@@ -67,7 +67,10 @@ bool Comes(const std::function<bool()>& inState)
     for (int i = 0; i < 2000; ++i)
     {
         if (inState())
+        {
+            qelcore::threads::RunMainThreadUntilIdle(); // the message of it may be yet to come
             return true;
+        }
         qelcore::threads::RunMainThreadFor(10);
     }
     return false;
