@@ -178,7 +178,7 @@ qelcore::utility::RecycledMemoryPtr EncodeAnalysis(const FrameAnalysis& inAnalys
     auto* const bytes = static_cast<std::uint8_t*>(memory->Data());
     std::uint8_t* const after = bytes + sizeof(Head);
     std::memcpy(after, &body, sizeof body);
-    std::memcpy(after + sizeof body, thumbnail.mPixels.data(), thumbnail.mPixels.size());
+    std::copy(thumbnail.mPixels.begin(), thumbnail.mPixels.end(), after + sizeof body);
     Head head = {{}, kVersion, HashOf(inName, after, size)};
     std::memcpy(head.mMagic, kMagic, sizeof kMagic);
     std::memcpy(bytes, &head, sizeof head);

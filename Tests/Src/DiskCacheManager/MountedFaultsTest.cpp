@@ -301,7 +301,7 @@ TEST_F(MountedFaultsOfSweeps, WhatWasLeftBehindDeletesNothingMoreWhenItComesBack
 TEST_F(MountedFaultsOfSweeps, AVolumeThatIsSlowAndNotSilentIsWaitedFor)
 {
     SetSilenceLimit("500");
-    for (int i = 0; i < 30; ++i)
+    for (int i = 0; i < 120; ++i) // several go with each pulse
         Put(mMount->Behind(std::to_string(i) + ".rkdc"), kHour);
     ManageBoth();
     std::atomic<bool> done{false};

@@ -111,7 +111,7 @@ PixelAspectRatio Downsampled(const PixelAspectRatio& inRatio, int inFromWidth, i
                              int inToWidth, int inToHeight)
 {
     return AdjustPixelAspectRatioForNonUniformDownsample(
-        inRatio, Rect{5, 5, 5 + inFromWidth, 5 + inFromHeight}, Rect{0, 0, inToWidth, inToHeight});
+        inRatio, Rect{0, 0, inFromWidth, inFromHeight}, Rect{0, 0, inToWidth, inToHeight});
 }
 
 void ExpectNumbers(int inNumerator, int inDenominator, const PixelAspectRatio& inRatio)
