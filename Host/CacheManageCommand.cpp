@@ -35,6 +35,7 @@ using RK::DiskCacheManager::SweepReportPtr;
 std::vector<qelcore::UTF16String> Extensions(const CacheManageOptions& inOptions)
 {
     std::vector<qelcore::UTF16String> extensions;
+    extensions.reserve(inOptions.mExtensions.size());
     for (const std::string& extension : inOptions.mExtensions)
         extensions.push_back(ToLibraryPath(extension));
     return extensions;

@@ -139,7 +139,7 @@ std::string WatchedTree::PathOf(const Node& inNode) const
 {
     std::string path = inNode.mName;
     for (const Node* node = inNode.mParent; node && node->mParent; node = node->mParent)
-        path = node->mName + "/" + path;
+        path.insert(0, node->mName + "/");
     return path;
 }
 
@@ -290,6 +290,7 @@ bool WatchedTree::Reconcile()
     for (int round = 0; round < kMostRounds && !mDirty.empty() && mRoot; ++round)
     {
         std::vector<std::pair<std::size_t, Node*>> nodes;
+        nodes.reserve(mDirty.size());
         for (Node* const node : mDirty)
             nodes.emplace_back(DepthOf(*node), node);
         std::sort(nodes.begin(), nodes.end());

@@ -29,7 +29,7 @@ std::string FolderOf(const char* inVariable)
 
 std::string DataFolder()
 {
-    const std::string folder = FolderOf("XDG_DATA_HOME");
+    std::string folder = FolderOf("XDG_DATA_HOME");
     const std::string home = FolderOf("HOME");
     if (!folder.empty() || home.empty())
         return folder;
