@@ -36,14 +36,10 @@ const Steps kStart = {"ZOR::Foundation::Initialize",
                       "InstallFileBufferFactory",
                       "RK::VolumeUtilities::Startup",
                       "RegisterStressMediaVector"};
-const Steps kStop = {"RemoveFileBufferFactory",
-                     "RK::VolumeUtilities::Shutdown",
-                     "RK::DiskCacheManager::Shutdown",
-                     "RK::MediaManager::Shutdown",
-                     "RK::FileManager::Shutdown",
-                     "RK::DirectoryChangeMonitor::Terminate",
-                     "ZOR::Messaging::Terminate",
-                     "ZOR::Foundation::Terminate"};
+const Steps kStop = {"RemoveFileBufferFactory",        "RK::VolumeUtilities::Shutdown",
+                     "RK::DiskCacheManager::Shutdown", "RK::MediaManager::Shutdown",
+                     "RK::FileManager::Shutdown",      "RK::DirectoryChangeMonitor::Terminate",
+                     "ZOR::Messaging::Terminate",      "ZOR::Foundation::Terminate"};
 
 Steps sSeen;
 
