@@ -1,17 +1,13 @@
 // The decode queue against a plain model of its rules, under random interleavings.
 //
-// One thread turns both executors by hand, so each run is repeated exactly by its seed. The model
-// learns of a step from the call that the queue makes for it, and says whether the queue may make it.
-// Stages that run at the same time are nested: an operation does further steps before it returns.
-// RK_MODEL_SEED in the environment adds a run with that seed.
+// The model learns of a step from the call that the queue makes for it, and says whether the queue may make
+// it. Stages that run at the same time are nested: an operation does further steps before it returns.
 #include <algorithm>
-#include <cstdlib>
 #include <deque>
-#include <iostream>
-#include <random>
 
 #include "DecodeQueueFixture.h"
 #include "InspectedQueue.h"
+#include "ModelDriver.h"
 
 using namespace Testing;
 
@@ -74,13 +70,11 @@ struct ModelRequest : RK::DecodeRequest
 using ModelRequestPtr = boost::shared_ptr<ModelRequest>;
 using ModelRequests = std::vector<ModelRequest*>;
 
-class ModelRun
+class ModelRun : public ModelDriver<ModelRequest>
 {
 public:
     ModelRun(unsigned inSeed, ManualExecutor& inShared, boost::shared_ptr<ManualExecutor> inOwn)
-        : mRandom(inSeed)
-        , mShared(inShared)
-        , mOwn(inOwn)
+        : ModelDriver(inSeed, inShared, inOwn)
         , mMaxCPUCost(Below(5))
         , mMaxIOCost(Below(9))
         , mUsePriority(Below(2) == 1)
@@ -90,15 +84,6 @@ public:
         { Retired(dynamic_cast<ModelRequest&>(*inRequest), inStatus, inDone); };
     }
 
-    void Run(int inSteps)
-    {
-        for (int i = 0; i < inSteps && !::testing::Test::HasFailure(); ++i)
-        {
-            Step();
-            Compare();
-        }
-        Finish();
-    }
     std::string Describe() const
     {
         return "CPU limit " + std::to_string(mMaxCPUCost) + ", I/O limit " +
@@ -174,8 +159,6 @@ public:
 private:
     using RequestList = std::vector<ModelRequest*>;
 
-    unsigned Below(unsigned inLimit) { return mRandom() % inLimit; }
-
     void ExpectNext(const ModelRequest& inRequest, const RequestList& inPending, int inCurrent,
                     int inCost, int inLimit)
     {
@@ -205,16 +188,7 @@ private:
             mCPUCost -= ioRequest.cpuCost;
     }
 
-    void Nested()
-    {
-        if (mDepth == 3)
-            return;
-        ++mDepth;
-        for (unsigned steps = Below(3); steps > 0; --steps)
-            Step();
-        --mDepth;
-    }
-    void Step()
+    void Step() override
     {
         switch (Below(12))
         {
@@ -260,16 +234,7 @@ private:
         mPendingIO.push_back(request.get());
         EXPECT_EQ(0, mQueue->QueueRequest(request));
     }
-    void CompleteAny(int inStatus)
-    {
-        if (mReading.empty())
-            return;
-        const std::size_t index = Below(static_cast<unsigned>(mReading.size()));
-        ModelRequest& request = *mReading[index];
-        mReading.erase(mReading.begin() + static_cast<std::ptrdiff_t>(index));
-        Complete(request, inStatus);
-    }
-    void Complete(ModelRequest& ioRequest, int inStatus)
+    void Complete(ModelRequest& ioRequest, int inStatus) override
     {
         const bool wasCancelled = ioRequest.place == Place::kCancelledIO;
         if (inStatus < 0 || wasCancelled)
@@ -366,7 +331,7 @@ private:
         }
         return found;
     }
-    void Compare()
+    void Compare() override
     {
         ASSERT_EQ(mIOCost, mQueue->CurrentIOCost());
         ASSERT_EQ(mCPUCost, mQueue->CurrentCPUCost());
@@ -391,17 +356,8 @@ private:
             ASSERT_TRUE(mPendingCPU.empty() || mCPUCost > 0);
         }
     }
-    void Finish()
+    void ExpectNothingIsLeft() override
     {
-        mDepth = 3; // no further steps
-        do
-        {
-            CompleteAny(0);
-            while (mShared.RunOne() || mOwn->RunOne())
-            {
-            }
-        } while (!mReading.empty());
-        Compare();
         EXPECT_EQ(0, mQueue->CurrentIOCost());
         EXPECT_EQ(0, mQueue->CurrentCPUCost());
         for (const auto& request : mRequests)
@@ -415,9 +371,6 @@ private:
         EXPECT_EQ(1, mQueue.use_count());
     }
 
-    std::mt19937 mRandom;
-    ManualExecutor& mShared;
-    const boost::shared_ptr<ManualExecutor> mOwn;
     const int mMaxCPUCost;
     const int mMaxIOCost;
     const bool mUsePriority;
@@ -425,11 +378,9 @@ private:
     std::vector<ModelRequestPtr> mRequests;
     RequestList mPendingIO; // in order of arrival
     RequestList mPendingCPU;
-    RequestList mReading;
     std::deque<ModelRequest*> mToldInOrder;
     int mIOCost = 0;
     int mCPUCost = 0;
-    int mDepth = 0;
     int mDecoded = 0;
 };
 
@@ -455,29 +406,9 @@ int ModelRequest::CancelDuringIO()
     return run->CancelledInStage(*this);
 }
 
-std::vector<unsigned> Seeds()
-{
-    std::vector<unsigned> seeds;
-    for (unsigned seed = 1; seed <= 40; ++seed)
-        seeds.push_back(seed);
-    if (const char* const more = std::getenv("RK_MODEL_SEED"))
-        seeds.push_back(static_cast<unsigned>(std::strtoul(more, nullptr, 10)));
-    return seeds;
-}
-
 TEST(DecodeQueueModel, AgreesWithThePlainRulesUnderRandomInterleavings)
 {
-    for (const unsigned seed : Seeds())
-    {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        ManualExecutorFactory factory;
-        qelcore::threads::ScopedExecutorFactory scope(factory);
-        ModelRun run(seed, *factory.cpu, boost::make_shared<ManualExecutor>(4));
-        run.Run(2000);
-        std::cout << "seed " << seed << ": " << run.Describe() << '\n';
-        if (HasFailure())
-            return;
-    }
+    RunModelWithEachSeed<ModelRun>(2000);
 }
 
 } // namespace

@@ -1,20 +1,17 @@
 // The identified queue against a plain model of its rules by Guid, under random interleavings.
 //
-// One thread turns both executors by hand, so each run is repeated exactly by its seed. The model knows
-// who holds which Guid, who is parked, and in which place each request is; order and limits within the
-// stages are those of the plain queue, whose own model holds them. Stages that run at the same time are
-// nested: an operation does further steps before it returns. RK_MODEL_SEED adds a run with that seed.
+// The model knows who holds which Guid, who is parked, and in which place each request is; order and limits
+// within the stages are those of the plain queue, whose own model holds them. Stages that run at the same
+// time are nested: an operation does further steps before it returns.
 #include <algorithm>
-#include <cstdlib>
 #include <deque>
-#include <iostream>
 #include <map>
 #include <memory>
-#include <random>
 #include <set>
 
 #include "IdentifiedDecodeQueueFixture.h"
 #include "IdentifiedDecodeQueueImpl.h"
+#include "ModelDriver.h"
 
 using namespace Testing;
 using qelcore::utility::Guid;
@@ -104,14 +101,12 @@ struct IdentifiedModelRequest : RK::IdentifiedDecodeRequest
     }
 };
 
-class IdentifiedModelRun
+class IdentifiedModelRun : public ModelDriver<IdentifiedModelRequest>
 {
 public:
     IdentifiedModelRun(unsigned inSeed, ManualExecutor& inShared,
                        const boost::shared_ptr<ManualExecutor>& inOwn)
-        : mRandom(inSeed)
-        , mShared(inShared)
-        , mOwn(inOwn)
+        : ModelDriver(inSeed, inShared, inOwn)
         , mQueue(boost::make_shared<InspectedIdentifiedQueue>(
               inOwn, static_cast<int>(Below(4)), static_cast<int>(Below(7)), Below(2) == 1))
     {
@@ -120,15 +115,6 @@ public:
         { Retired(dynamic_cast<IdentifiedModelRequest&>(inRequest), inStatus); };
     }
 
-    void Run(int inSteps)
-    {
-        for (int i = 0; i < inSteps && !::testing::Test::HasFailure(); ++i)
-        {
-            Step();
-            Compare();
-        }
-        Finish();
-    }
     std::string Describe() const
     {
         return std::to_string(mRequests.size()) + " requests, " + std::to_string(mJoined) +
@@ -226,7 +212,6 @@ public:
     }
 
 private:
-    unsigned Below(unsigned inLimit) { return mRandom() % inLimit; }
     Guid AnyGuid() { return Guid(static_cast<std::int64_t>(Below(6)) - 3, 1); }
 
     Requests TakeParked(const Guid& inGuid)
@@ -241,16 +226,7 @@ private:
             mParked.erase(std::find(mParked.begin(), mParked.end(), request));
         return taken;
     }
-    void Nested()
-    {
-        if (mDepth == 3)
-            return;
-        ++mDepth;
-        for (unsigned steps = Below(3); steps > 0; --steps)
-            Step();
-        --mDepth;
-    }
-    void Step()
+    void Step() override
     {
         switch (Below(14))
         {
@@ -317,16 +293,7 @@ private:
                   status);
         EXPECT_NE(mStarting, request.get()) << "the I/O begins before the queueing returns";
     }
-    void CompleteAny(int inStatus)
-    {
-        if (mReading.empty())
-            return;
-        const std::size_t index = Below(static_cast<unsigned>(mReading.size()));
-        IdentifiedModelRequest& request = *mReading[index];
-        mReading.erase(mReading.begin() + static_cast<std::ptrdiff_t>(index));
-        Complete(request, inStatus);
-    }
-    void Complete(IdentifiedModelRequest& ioRequest, int inStatus)
+    void Complete(IdentifiedModelRequest& ioRequest, int inStatus) override
     {
         if (inStatus < 0 || ioRequest.place == Place::kCancelledIO)
         {
@@ -434,7 +401,7 @@ private:
                                                         [&](const auto& inRequest)
                                                         { return inRequest->place == inPlace; }));
     }
-    void Compare()
+    void Compare() override
     {
         InspectedIdentifiedQueue::Held primaries;
         for (const auto& [guid, request] : mPrimaries)
@@ -457,17 +424,8 @@ private:
         ASSERT_EQ(mJoined, counters.parked.entered);
         ASSERT_EQ(mRequests.size(), counters.queued + counters.parked.entered);
     }
-    void Finish()
+    void ExpectNothingIsLeft() override
     {
-        mDepth = 3; // no further steps
-        do
-        {
-            CompleteAny(0);
-            while (mShared.RunOne() || mOwn->RunOne())
-            {
-            }
-        } while (!mReading.empty());
-        Compare();
         EXPECT_TRUE(mPrimaries.empty());
         EXPECT_TRUE(mParked.empty());
         EXPECT_EQ(0, mQueue->IOCost());
@@ -480,18 +438,13 @@ private:
         EXPECT_EQ(1, mQueue.use_count());
     }
 
-    std::mt19937 mRandom;
-    ManualExecutor& mShared;
-    const boost::shared_ptr<ManualExecutor> mOwn;
     const boost::shared_ptr<InspectedIdentifiedQueue> mQueue;
     std::vector<boost::shared_ptr<IdentifiedModelRequest>> mRequests;
     std::map<Guid, IdentifiedModelRequest*> mPrimaries;
     Requests mParked; // in order of arrival
-    Requests mReading;
     std::deque<IdentifiedModelRequest*> mToldInOrder;
     IdentifiedModelRequest* mStarting = nullptr; // on the fast path, and not yet told to start
     int mIOCost = 0;
-    int mDepth = 0;
     std::uint64_t mJoined = 0;
     int mStolen = 0;
 };
@@ -516,22 +469,7 @@ int IdentifiedModelRequest::CancelQueued()
 
 TEST(IdentifiedDecodeQueueModel, AgreesWithThePlainRulesUnderRandomInterleavings)
 {
-    std::vector<unsigned> seeds;
-    for (unsigned seed = 1; seed <= 40; ++seed)
-        seeds.push_back(seed);
-    if (const char* const more = std::getenv("RK_MODEL_SEED"))
-        seeds.push_back(static_cast<unsigned>(std::strtoul(more, nullptr, 10)));
-    for (const unsigned seed : seeds)
-    {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        ManualExecutorFactory factory;
-        qelcore::threads::ScopedExecutorFactory scope(factory);
-        IdentifiedModelRun run(seed, *factory.cpu, boost::make_shared<ManualExecutor>(4));
-        run.Run(1500);
-        std::cout << "seed " << seed << ": " << run.Describe() << '\n';
-        if (HasFailure())
-            return;
-    }
+    RunModelWithEachSeed<IdentifiedModelRun>(1500);
 }
 
 } // namespace
