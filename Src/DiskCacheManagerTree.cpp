@@ -153,11 +153,16 @@ void ManagedTree::Close()
     mTop.reset();
 }
 
+/// Step by step, since folders may lie deeper than calls can.
 std::string ManagedTree::RelativePathOf(std::uint32_t inFolder) const
 {
-    if (mFolders[inFolder].parent == kTop)
-        return mFolders[inFolder].name;
-    return RelativePathOf(mFolders[inFolder].parent) + "/" + mFolders[inFolder].name;
+    std::vector<const std::string*> names;
+    for (std::uint32_t folder = inFolder; folder != kTop; folder = mFolders[folder].parent)
+        names.push_back(&mFolders[folder].name);
+    std::string path;
+    for (auto name = names.rbegin(); name != names.rend(); ++name)
+        path += (path.empty() ? "" : "/") + **name;
+    return path;
 }
 
 std::string ManagedTree::PathOf(std::uint32_t inFolder) const
