@@ -24,7 +24,8 @@ target_include_directories(RiverKit
   PUBLIC $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
          $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
          $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/RiverKit/Foundation>
-  PRIVATE ${PROJECT_SOURCE_DIR}/Inc ${PROJECT_SOURCE_DIR}/Foundation/Platform/Inc)
+  PRIVATE ${PROJECT_SOURCE_DIR}/Inc ${PROJECT_SOURCE_DIR}/Foundation/Platform/Inc
+          ${PROJECT_SOURCE_DIR}/API/Inc ${PROJECT_SOURCE_DIR}/moonvetch2/sources)
 target_compile_features(RiverKit PUBLIC cxx_std_17)
 target_link_libraries(RiverKit PUBLIC Boost::headers PRIVATE Threads::Threads $<BUILD_INTERFACE:rk_options>)
 if(NOT RK_SANITIZE) # the runtime of a sanitizer is in the program

@@ -1,0 +1,7 @@
+#pragma once
+
+#include "MoonVetch/Types.h"
+
+/// Tells the application of an error, by its throwTrap. No transfer of control: the caller goes on, and returns
+/// the code as usual.
+void mvThrow(MVResult inCode);
