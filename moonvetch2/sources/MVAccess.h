@@ -22,6 +22,9 @@ struct MVAccess
     std::int32_t count;            ///< acquires outstanding
     std::uint32_t lastAccessTicks; ///< of the last call, in 1/60 second
     MVFileAccess* fileAccess;      ///< null for a host plug-in
+    std::int32_t callsUnderWay;    ///< it stays meanwhile, whatever its count
+    bool unloading;                ///< it is being destroyed
+    std::uint64_t lastWalk;        ///< see MVWalk.h
 };
 
 extern MVAccess* firstAccess;

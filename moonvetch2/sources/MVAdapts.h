@@ -14,7 +14,8 @@ struct MVAdapter
     std::int32_t version;
     std::uint8_t flags;
     MVPlugin* hostPlugin;
-    std::uint32_t started; ///< "Start up" was sent
+    std::uint32_t started;  ///< "Start up" was sent
+    std::uint64_t lastWalk; ///< see MVWalk.h
 };
 
 struct MVAdapterList

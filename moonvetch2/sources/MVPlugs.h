@@ -31,6 +31,7 @@ struct MVPlugin
     void* hostInfo;
     void* adapterInfo;
     void* resourceAccess;
+    std::uint64_t lastWalk; ///< see MVWalk.h
 };
 
 struct MVPluginList
