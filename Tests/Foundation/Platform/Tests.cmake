@@ -27,3 +27,6 @@ rk_add_tests(rk_platform_folder_events_stress_tests INTERNAL LABELS foundation d
 rk_add_tests(rk_platform_folder_events_real_tests INTERNAL LABELS foundation directories real SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/MountedEventQueueTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MountedFolderEventsTest.cpp)
+rk_add_tests(rk_platform_code_tests INTERNAL LABELS foundation plugins LIBRARIES rk_code_samples SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/CodeLoaderTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ElfFileTest.cpp)

@@ -1,0 +1,5 @@
+int PluginMain(void);
+int PluginMain(void)
+{
+    return 5;
+}

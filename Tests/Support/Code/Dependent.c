@@ -1,0 +1,8 @@
+/* Its only entry is that of what it depends on. */
+int PluginMain(void);
+
+int Other(void);
+int Other(void)
+{
+    return PluginMain();
+}
