@@ -33,8 +33,7 @@ bool PoolState::PostNow(AsyncExecutor::Callable&& ioCallable)
         if (mStopped || !EnsureThread())
             return false;
         Push(std::move(ioCallable));
-        wake = mSleeping > mWaking;
-        mWaking += wake ? 1 : 0;
+        wake = CallsOneMore();
     }
     if (wake)
         mWork.NotifyOne();
@@ -63,6 +62,17 @@ void PoolState::Push(AsyncExecutor::Callable&& ioCallable)
 {
     mQueue.Push(std::move(ioCallable), mNextTicket);
     ++mNextTicket;
+}
+
+/// Whether a sleeping thread is to be called now: one at a time, and that one calls the next if there is more
+/// to do. As many are then awake as the processors have room for, or wait for a disk; the rest sleeps on, and
+/// does not take turns with them.
+bool PoolState::CallsOneMore()
+{
+    if (mSleeping == 0 || mWaking != 0)
+        return false;
+    mWaking = 1;
+    return true;
 }
 
 /// Starts a thread if one more job would find none idle.
@@ -205,26 +215,32 @@ void PoolState::End()
 /// Waits for a job. @return false when the pool has stopped and nothing is left to run.
 bool PoolState::TakeJob(Worker& ioWorker, Job& outJob)
 {
-    Lock lock(mMutex);
-    if (ioWorker.mRunning != 0)
+    bool wake = false;
     {
-        ioWorker.mRunning = 0;
-        ++mIdle;
-        if (mFlushing > 0)
-            mJobDone.NotifyAll();
+        Lock lock(mMutex);
+        if (ioWorker.mRunning != 0)
+        {
+            ioWorker.mRunning = 0;
+            ++mIdle;
+            if (mFlushing > 0)
+                mJobDone.NotifyAll();
+        }
+        while (mQueue.Empty())
+        {
+            if (mStopped)
+                return false;
+            ++mSleeping;
+            mWork.Wait(mMutex);
+            --mSleeping;
+            mWaking -= mWaking > 0 ? 1 : 0;
+        }
+        mQueue.PopInto(outJob);
+        ioWorker.mRunning = outJob.mTicket;
+        --mIdle;
+        wake = !mQueue.Empty() && CallsOneMore();
     }
-    while (mQueue.Empty())
-    {
-        if (mStopped)
-            return false;
-        ++mSleeping;
-        mWork.Wait(mMutex);
-        --mSleeping;
-        mWaking -= mWaking > 0 ? 1 : 0;
-    }
-    mQueue.PopInto(outJob);
-    ioWorker.mRunning = outJob.mTicket;
-    --mIdle;
+    if (wake)
+        mWork.NotifyOne();
     return true;
 }
 

@@ -54,6 +54,7 @@ private:
     bool PostLater(AsyncExecutor::Callable&& ioCallable, int inDelayMilliseconds)
         RK_EXCLUDES(mMutex);
     void Push(AsyncExecutor::Callable&& ioCallable) RK_REQUIRES(mMutex);
+    bool CallsOneMore() RK_REQUIRES(mMutex);
     bool EnsureThread() RK_REQUIRES(mMutex);
     void PromoteDue() RK_REQUIRES(mMutex);
     std::uint64_t NextCall() RK_REQUIRES(mMutex);
@@ -78,9 +79,8 @@ private:
     bool mStopped RK_GUARDED_BY(mMutex) = false;
     int mIdle RK_GUARDED_BY(mMutex) = 0;     // threads without a job, those about to start included
     int mSleeping RK_GUARDED_BY(mMutex) = 0; // of these, the ones that wait for mWork
-    // Of the sleeping, those that were called and have not got the mutex yet; never more than really
-    // Of the sleeping, those that were called and have not got the mutex yet: to call them again would
-    // cost a system call a post. Perhaps fewer than really are, and never more.
+    // Of the sleeping, those that were called and have not got the mutex yet. Perhaps fewer than really are, and
+    // never more.
     int mWaking RK_GUARDED_BY(mMutex) = 0;
     int mFlushing RK_GUARDED_BY(mMutex) = 0;
     std::list<Worker> mWorkers RK_GUARDED_BY(mMutex); // one for each thread ever started

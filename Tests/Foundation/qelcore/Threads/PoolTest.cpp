@@ -136,6 +136,22 @@ TEST_F(PoolTest, AnIOBoundPoolRunsMoreThatWaitThanThereAreProcessors)
     io->Flush();
 }
 
+// Each thread that is called calls the next one: if one did not, this would hang.
+TEST_F(PoolTest, JobsThatWaitForEachOtherGetAllThreadsOutOfTheirSleep)
+{
+    const AsyncExecutorPtr io = qelcore::threads::CreateIOBoundExecutor();
+    constexpr int kJobs = 16;
+    for (int round = 0; round < 50; ++round) // from the second on, the threads are there and sleep
+    {
+        Gate gate;
+        for (int i = 0; i < kJobs; ++i)
+            io->Post([&gate] { gate.Pass(); }, 0);
+        gate.WaitUntilCome(kJobs);
+        gate.Open();
+        io->Flush();
+    }
+}
+
 TEST_F(PoolTest, WorkWithADelayRunsWhenTheClockGetsThereAndNotBefore)
 {
     EXPECT_TRUE(Count(50));
