@@ -12,9 +12,9 @@ namespace utility
 // A pool of large blocks: giving one back and taking it again saves the page faults, which cost more
 // than anything else about a large block.
 //
-// Sizes    Up to 64 KiB a block comes from malloc, rounded up to 16 bytes, and is never pooled. Above
+// Sizes    Up to 32 KiB a block comes from malloc, rounded up to 16 bytes, and is never pooled. Above
 //          that it has pages of its own, and its size is rounded up to the next of eight equal steps
-//          between two powers of two (72, 80, ... 128 KiB, 144 KiB ...): at most one eighth more than
+//          between two powers of two (36, 40, ... 64 KiB, 72 KiB ...): at most one eighth more than
 //          asked for, and pages that nobody touches cost no memory.
 // Pool     A block that comes back waits in the pool for the next request of its rounded size. The
 //          pool has a limit in bytes, 128 MiB at first. Blocks leave it unused longest first: to keep
@@ -27,7 +27,7 @@ class RK_API MemoryRecycler
 public:
     /// @param inSize     bytes; 0 counts as 1.
     /// @param outActual  the bytes that the block really has, at least inSize; tell Recycle this number.
-    /// @return a block aligned for any fundamental type, page-aligned above 64 KiB, its content
+    /// @return a block aligned for any fundamental type, page-aligned above 32 KiB, its content
     ///         undefined; never null.
     /// @throws std::bad_alloc, and then outActual is as it was. The pool was emptied before that.
     static void* Allocate(std::size_t inSize, std::size_t& outActual);

@@ -33,8 +33,10 @@ namespace
 using threads::Lock;
 using threads::Mutex;
 
-constexpr std::size_t kLargestSmall = 64 * 1024; // malloc recycles these itself
-constexpr unsigned kLargestSmallBits = 16;
+// Malloc recycles what is smaller. Of what is not it returns the pages when one thread frees what another has
+// allocated, as a read and its completion do: a page fault for each page of each block.
+constexpr std::size_t kLargestSmall = 32 * 1024;
+constexpr unsigned kLargestSmallBits = 15;
 constexpr std::size_t kSmallGrain = 16;
 constexpr std::size_t kLargestBlock = std::size_t{1} << 46; // half of the address space
 constexpr std::size_t kClasses = (46 - kLargestSmallBits) * 8;

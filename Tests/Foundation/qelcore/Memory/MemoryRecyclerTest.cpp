@@ -66,14 +66,14 @@ protected:
 
 TEST_F(MemoryRecyclerTest, ABlockIsAsLargeAsItSaysAndAtMostAnEighthLargerThanAsked)
 {
-    for (const std::size_t size :
-         {std::size_t{0}, std::size_t{1}, std::size_t{65536}, std::size_t{65537},
-          std::size_t{131072}, std::size_t{131073}, std::size_t{1920 * 1080 * 4}, 3 * kMiB + 1})
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{32768},
+                                   std::size_t{32769}, std::size_t{65536}, std::size_t{131072},
+                                   std::size_t{131073}, std::size_t{1920 * 1080 * 4}, 3 * kMiB + 1})
     {
         std::size_t actual = 0;
         void* const block = MemoryRecycler::Allocate(size, actual);
         EXPECT_GE(actual, size);
-        if (size > 65536)
+        if (size > 32768)
         {
             EXPECT_LE(actual, size + size / 8 + 4096) << size;
             EXPECT_EQ(0u, actual % 4096) << size;
@@ -101,7 +101,7 @@ TEST_F(MemoryRecyclerTest, ABlockGivenBackServesTheNextRequestOfItsRoundedSize)
 
 TEST_F(MemoryRecyclerTest, SmallBlocksAreNotPooled)
 {
-    Pool(65536);
+    Pool(32768);
 
     EXPECT_EQ(0u, MemoryRecycler::GetCurrentPoolSize());
 }
