@@ -6,12 +6,15 @@
 //          best of the rounds, microseconds an item, wall-clock. Whatever calls wait (all but the data
 //          cache) has the same plain pools: one thread that puts, in order, and 64 that get.
 //            store      the data cache in a folder
+//            unsynced   the same that does not have the bytes synced before an item gets its name
 //            files      temp, write, rename; open, read, close
 //            synced     the same, waiting for the bytes before the rename, as the data cache does
 //            inline     files without pools: the client threads make the calls, one at a time each
 //            sqlite, rocksdb, leveldb  whole items or none after a crash of the machine, like store and
 //                       synced. files and inline may leave empty ones, lmdb as it is set here nothing.
 //            lmdb       a mapped file; shown for honesty
+//          Folders of small items stay until the end: ext4 makes files slowly for minutes after many were
+//          deleted. Take the figures on a file system of its own (RK_BENCH_FOLDER).
 //          Warm: from the system's pages; nobody has a cache of its own. Cold: those pages were dropped,
 //          inodes were not. Every get brings a new buffer with all bytes in it.
 //          by_files, by_synced, ...: their time over the store's. Above 1 the store is faster. Wanted: 0.8 of
@@ -50,7 +53,7 @@ namespace Bench
 const std::vector<Kind>& Kinds()
 {
     static const std::vector<Kind> sKinds = {
-        {"store", &CreateStore},        {"files", &CreateFiles},
+        {"store", &CreateStore},        {"unsynced", &CreateUnsyncedStore}, {"files", &CreateFiles},
         {"synced", &CreateSyncedFiles}, {"inline", &CreateInlineFiles},
 #if RK_BENCH_SQLITE
         {"sqlite", &CreateSQLite},
@@ -89,8 +92,9 @@ namespace
 {
 
 constexpr int kUnderWay = 64;
-constexpr int kRounds = 7;          // 3 for items of over a megabyte
+constexpr int kRounds = 7;          // 3 of puts of over a megabyte
 constexpr int kDifferentItems = 16; // as to their bytes
+constexpr std::size_t kLargeItem = std::size_t{1} << 20;
 
 std::string FolderPattern()
 {
@@ -221,22 +225,27 @@ void Report(benchmark::State& ioState, const std::map<std::string, std::vector<d
 /// Bursts enough, and not more than a disk takes in a few seconds.
 int ItemsOfARound(std::size_t inSize)
 {
-    return inSize >= (std::size_t{1} << 20) ? 64 : inSize >= 65536 ? 256 : 512;
+    return inSize >= kLargeItem ? 64 : inSize >= 65536 ? 256 : 512;
 }
 
-int RoundsOf(std::size_t inSize)
+int RoundsOfPuts(std::size_t inSize)
 {
-    return inSize >= (std::size_t{1} << 20) ? 3 : kRounds;
+    return inSize >= kLargeItem ? 3 : kRounds;
 }
 
 // All that are compared, each in a folder of its own.
 class Field
 {
 public:
-    Field()
+    /// @param inBytes  of an item.
+    explicit Field(std::size_t inBytes)
     {
+        static std::vector<std::unique_ptr<Folder>> sUntilTheEnd;
+        std::unique_ptr<Folder>& folder =
+            inBytes < kLargeItem ? sUntilTheEnd.emplace_back() : mFolder;
+        folder = std::make_unique<Folder>();
         for (const Kind& kind : Kinds())
-            mSubjects.push_back({kind.name, mFolder.Make(kind.name), nullptr});
+            mSubjects.push_back({kind.name, folder->Make(kind.name), nullptr});
         for (std::size_t i = 0; i < mSubjects.size(); ++i)
             mSubjects[i].subject = Kinds()[i].create(mSubjects[i].folder);
     }
@@ -255,7 +264,7 @@ public:
     }
 
 private:
-    const Folder mFolder;
+    std::unique_ptr<Folder> mFolder;
     std::vector<Entry> mSubjects;
 };
 
@@ -274,9 +283,9 @@ void Put(benchmark::State& ioState)
     const int count = ItemsOfARound(size);
     for (auto _ : ioState)
     {
-        Field field;
+        Field field(size);
         std::map<std::string, std::vector<double>> figures;
-        for (int round = 0; round < RoundsOf(size); ++round)
+        for (int round = 0; round < RoundsOfPuts(size); ++round)
             field.Each(round,
                        [&](Field::Entry& ioEntry)
                        {
@@ -298,11 +307,11 @@ void Get(benchmark::State& ioState, bool inCold)
     const int count = ItemsOfARound(size);
     for (auto _ : ioState)
     {
-        Field field;
+        Field field(size);
         std::map<std::string, std::vector<double>> figures;
         field.Each(0, [&](Field::Entry& ioEntry)
                    { TimeOf(*ioEntry.subject, &ISubject::Put, items, 0, count, 1); });
-        for (int round = 0; round < RoundsOf(size); ++round)
+        for (int round = 0; round < kRounds; ++round)
             field.Each(round,
                        [&](Field::Entry& ioEntry)
                        {

@@ -1,4 +1,4 @@
-#include <cstring>
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -6,6 +6,7 @@
 #include "RKDataCache.h"
 #include "RKDiskCacheManager.h"
 #include "Subject.h"
+#include "qelcore/DebugDatabase.h"
 
 namespace Bench
 {
@@ -18,13 +19,15 @@ using Name = qelcore::utility::ImmutableString;
 class StoreSubject final : public ISubject
 {
 public:
-    explicit StoreSubject(const std::string& inFolder)
-        : mStore(RK::CreateDataCacheInFilesystemAndManageDirectory(
+    StoreSubject(const std::string& inFolder, bool inSync)
+        : mSync(inSync)
+        , mStore(RK::CreateDataCacheInFilesystemAndManageDirectory(
               Name::CreateDynamic(inFolder.c_str()), mDirectory, false))
     {
     }
     void Put(const Item& inItem, const Done& inDone) override
     {
+        SetSync(mSync);
         mStore->PutItem(Name::CreateDynamic(inItem.key.c_str()),
                         Name::CreateDynamic(inItem.subKey.c_str()), BufferOf(inItem));
         inDone();
@@ -51,6 +54,15 @@ public:
     }
 
 private:
+    /// For all stores: they take turns, and each has finished its puts when the next one begins.
+    static void SetSync(bool inSync)
+    {
+        static std::atomic<bool> sSync{true};
+        if (sSync.exchange(inSync) != inSync)
+            qelcore::debug::DebugDatabase::Instance().SetEntry(
+                "RK.DataCacheInFilesystem.SyncBeforeMove", inSync ? "true" : "false");
+    }
+
     /// The caller's buffers are made once: to fill them is no work of the store.
     DataCache::CacheBuffer BufferOf(const Item& inItem)
     {
@@ -65,6 +77,7 @@ private:
         return buffer;
     }
 
+    const bool mSync;
     RK::DiskCacheManager::ManagedDirectoryPtr mDirectory;
     const RK::DataCachePtr mStore;
     std::mutex mMutex;
@@ -75,7 +88,11 @@ private:
 
 SubjectPtr CreateStore(const std::string& inFolder)
 {
-    return std::make_unique<StoreSubject>(inFolder);
+    return std::make_unique<StoreSubject>(inFolder, true);
+}
+SubjectPtr CreateUnsyncedStore(const std::string& inFolder)
+{
+    return std::make_unique<StoreSubject>(inFolder, false);
 }
 
 } // namespace Bench

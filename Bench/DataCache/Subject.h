@@ -50,6 +50,7 @@ struct Kind
 const std::vector<Kind>& Kinds();
 
 SubjectPtr CreateStore(const std::string& inFolder);
+SubjectPtr CreateUnsyncedStore(const std::string& inFolder); // puts do not wait for the disk
 SubjectPtr CreateFiles(const std::string& inFolder);       // temp, write, rename; open, read, close
 SubjectPtr CreateSyncedFiles(const std::string& inFolder); // the same, with the bytes synced
 SubjectPtr CreateInlineFiles(const std::string& inFolder); // the first, by the caller's own thread
