@@ -3,8 +3,26 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "MoonVetch/Host.h"
+
+/// With block debug on, ahead of each block. What follows it begins at a multiple of 4 only.
+#pragma pack(push, 4)
+struct MVBlockHeader
+{
+    const char* debug;
+    MVBlockHeader* next;
+    MVBlockHeader* prev;
+    std::uint32_t unused;
+};
+#pragma pack(pop)
+
+extern std::int32_t blockDebug;
+/// Allocated less freed, with and without block debug. What is reallocated from or to nothing is not counted,
+/// and a null block that is freed is.
+extern std::int32_t numBlocks;
+extern MVBlockHeader* firstBlock; ///< the newest
 
 using MVAllocateProc = void* (*)(std::size_t, void*);
 using MVFreeProc = void (*)(void*, void*);

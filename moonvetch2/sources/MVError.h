@@ -5,3 +5,5 @@
 /// Tells the application of an error, by its throwTrap. No transfer of control: the caller goes on, and returns
 /// the code as usual.
 void mvThrow(MVResult inCode);
+/// Tells it of misuse, by its assertTrap.
+void mvAssert(const char* inText);

@@ -7,7 +7,9 @@
 
 #include "MoonVetch/Host.h"
 
-extern MVHostProcs* gMVHostProcs;
+/// The built-in table: all defaults, so that blocks and errors have a way before the first MVInit as well.
+extern MVHostProcs gMVDefaultHostProcs;
+extern MVHostProcs* gMVHostProcs; ///< never null
 extern MVAdapterList* gMVAdapters;
 extern MVPluginList* gMVPlugins;
 extern MVSuiteList* gMVSuites;

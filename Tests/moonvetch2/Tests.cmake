@@ -1,0 +1,13 @@
+# With block debug on, records begin at multiples of 4 only.
+function(rk_add_plugin_tests name)
+  rk_add_tests(${name} ${ARGN})
+  if(TARGET ${name} AND RK_SANITIZE MATCHES "undefined")
+    target_compile_options(${name} PRIVATE -fno-sanitize=alignment)
+  endif()
+endfunction()
+
+rk_add_plugin_tests(PluginMemoryInternalTests LABELS plugins INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/BlocksTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/HostTablesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/StringPoolTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ThreadWatchTest.cpp)
