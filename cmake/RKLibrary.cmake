@@ -64,6 +64,7 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/packaging/RiverKitConfig.cma
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/RiverKit)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/RiverKitConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/RiverKitConfig.cmake ${PROJECT_BINARY_DIR}/RiverKitConfigVersion.cmake
+              ${PROJECT_SOURCE_DIR}/cmake/RiverKitPlugin.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/RiverKit)
 configure_file(${PROJECT_SOURCE_DIR}/packaging/riverkit.pc.in ${PROJECT_BINARY_DIR}/riverkit.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/riverkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -2,6 +2,7 @@
 #ifndef MOONVETCH_MOONVETCH_H
 #define MOONVETCH_MOONVETCH_H
 
+#include "Properties.h"
 #include "Suites.h"
 #include "Types.h"
 

@@ -1,0 +1,14 @@
+/* Every kind of property. */
+#include <RiverKit/MoonVetch/MoonVetch.h>
+
+MV_PLUGIN_PROPERTIES(MV_PLUGIN_NAME("Declared"), MV_PLUGIN_ENTRY("DeclaredMain"),
+                     MV_PLUGIN_CAPABILITIES(kMVCapability_SkipShutdown),
+                     MV_PLUGIN_EXPORTS(MV_EXPORT("Declared One", 1), MV_EXPORT("Two", 2)),
+                     MV_PROPERTY_TEXT(0x54455354, 0x74657874, 3, "a text"),
+                     MV_PROPERTY_NUMBER(0x54455354, 0x6E756D62, 4, -5));
+
+MV_ENTRY(DeclaredMain)(const char* caller, const char* selector, void* message)
+{
+    (void)caller, (void)selector, (void)message;
+    return 77;
+}
