@@ -4,6 +4,8 @@ target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVHost.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVStrHp.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVStrngs.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVThread.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/edge/MVEFiles.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/edge/MVELoad.cpp)
 
 # With block debug on, records begin at multiples of 4 only, as all blocks then do. That is the layout of blocks,
 # and this machine reads it well.

@@ -1,6 +1,7 @@
 // Files of plug-ins: what they declare is read without running any of their code.
 #pragma once
 
+#include "MVELoad.h"
 #include "MoonVetch/Host.h"
 
 /// A section of a plain file holds its properties, or else an exported object does.
@@ -9,8 +10,3 @@ constexpr char kMVPropertiesObject[] = "MVPluginProperties";
 /// Property lists of a bundle folder are the files of this ending, in this folder.
 constexpr char kMVPropertiesFolder[] = "Contents/Resources";
 constexpr char kMVPropertiesEnding[] = ".mvproperties";
-
-/// Keeps why code could not be loaded for MVGetLoadFailureText, and traces it ("PluginHost", level 0).
-void mvSetLoadFailure(const char* inText) noexcept;
-/// Code was loaded: there is nothing to tell.
-void mvClearLoadFailure() noexcept;
