@@ -1,6 +1,10 @@
+#include <chrono>
+#include <future>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Support/Gate.h"
 #include "Support/TraceCapture.h"
 #include "ViewFixture.h"
 
@@ -102,6 +106,28 @@ TEST_F(PlatformWindowManagerTest, ARetainFindsTheViewRegistered)
     RemoveDependency(&mView);
     RunMainThreadUntilIdle();
     EXPECT_EQ(1, mView.releases);
+}
+
+// Somebody who finds a view registered may use it, so it must have been retained by then.
+TEST_F(PlatformWindowManagerTest, NobodyDependsOnAViewBeforeItsRetainIsOver)
+{
+    Testing::Gate retaining;
+    SetViewFunctions({[&](RK::PlatformView inView)
+                      {
+                          retaining.Pass();
+                          Retain(inView);
+                      },
+                      &Release});
+    std::future<void> registering = std::async(std::launch::async, [this] { Register(&mView); });
+    retaining.WaitUntilCome(1);
+    std::future<int> adding = std::async(
+        std::launch::async, [this] { return AddDependency(&mView) ? mView.retains.load() : -1; });
+    EXPECT_EQ(std::future_status::timeout, adding.wait_for(std::chrono::milliseconds(100)));
+    retaining.Open();
+    EXPECT_EQ(1, adding.get());
+    registering.get();
+    RemoveDependency(&mView);
+    RemoveDependency(&mView);
 }
 
 TEST_F(PlatformWindowManagerTest, NoLockIsHeldDuringARelease)
