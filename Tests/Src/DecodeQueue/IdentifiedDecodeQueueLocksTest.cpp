@@ -4,6 +4,7 @@
 
 #include "IdentifiedDecodeQueueFixture.h"
 #include "IdentifiedDecodeQueueImpl.h"
+#include "Platform/Clock.h"
 
 using namespace Testing;
 
@@ -79,6 +80,36 @@ private:
     }
 };
 
+/// Writes down under which names the queue is locked when it asks for the time.
+class ProbingClock : public Platform::IClock
+{
+public:
+    explicit ProbingClock(const OpenQueue& inQueue)
+        : mQueue(inQueue)
+    {
+    }
+    std::uint64_t NowNanoseconds() override
+    {
+        if (const char* const tag = mQueue.HolderTag())
+            mTags.emplace_back(tag);
+        return ++mNow;
+    }
+    bool RunsByItself() override { return false; }
+    /// The first since the last call.
+    std::string FirstTag() const
+    {
+        std::vector<std::string> tags;
+        tags.swap(mTags);
+        return tags.empty() ? "" : tags[0];
+    }
+
+private:
+    const OpenQueue& mQueue;
+    mutable std::vector<std::string> mTags;
+    std::uint64_t mNow = 1000000000;
+    const Platform::ScopedClock mScope{*this};
+};
+
 class IdentifiedDecodeQueueLocks : public IdentifiedDecodeQueueFixture
 {
 protected:
@@ -125,6 +156,18 @@ TEST_F(IdentifiedDecodeQueueLocks, QueueingAndRetiringLockUnderTheirNames)
     request->Complete(-1);
     RunAll();
     EXPECT_EQ((std::vector<std::string>{"IdentifiedDecodeQueueImpl::Retire"}), request->tags);
+}
+
+// What an operation counts it stamps with the time, under its lock: so whoever brings the clock sees the name.
+TEST_F(IdentifiedDecodeQueueLocks, CancellingTellsItsNamesToo)
+{
+    for (int i = 0; i < 3; ++i) // a primary and two that are parked behind it
+        mQueue->QueueIdentifiedRequest(Probing(kA));
+    const ProbingClock clock(*mQueue);
+    mQueue->TryToCancelOneIdentifiedRequest(kA);
+    EXPECT_EQ("IdentifiedDecodeQueueImpl::TryToCancelOneIdentifiedRequest", clock.FirstTag());
+    mQueue->TryToCancelAllIdentifiedRequests(kA);
+    EXPECT_EQ("IdentifiedDecodeQueueImpl::TryToCancelAllIdentifiedRequests", clock.FirstTag());
 }
 
 } // namespace

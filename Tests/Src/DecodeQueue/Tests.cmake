@@ -11,6 +11,8 @@ rk_add_tests(DecodeQueueInternalTests LABELS decode-queues INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueTimesTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/IdentifiedDecodeQueueLocksTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/IdentifiedDecodeQueueModelTest.cpp)
+rk_add_tests(DecodeQueueAllocationTests LABELS decode-queues INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/IdentifiedDecodeQueueAllocationTest.cpp)
 rk_add_tests(DecodeQueueStressTests LABELS decode-queues stress SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/DecodeQueueStressTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/IdentifiedDecodeQueueStressTest.cpp)
