@@ -161,7 +161,11 @@ std::string ManagedTree::RelativePathOf(std::uint32_t inFolder) const
         names.push_back(&mFolders[folder].name);
     std::string path;
     for (auto name = names.rbegin(); name != names.rend(); ++name)
-        path += (path.empty() ? "" : "/") + **name;
+    {
+        if (!path.empty())
+            path += '/';
+        path += **name;
+    }
     return path;
 }
 

@@ -1,9 +1,11 @@
 rk_add_tests(DiskCacheManagerTests LABELS disk-cache INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/DeepTreeTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/FileUtilsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/LimitsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QueueCleanupTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RegistryTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SweepReportTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SweepSilenceTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SweepTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SweepTimesTest.cpp)
 rk_add_tests(RealDiskCacheManagerTests LABELS disk-cache real SOURCES
