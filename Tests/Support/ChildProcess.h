@@ -1,14 +1,17 @@
 #pragma once
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <functional>
 
 #include <grp.h>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -55,6 +58,16 @@ inline int RunWithoutRights(const std::function<int()>& inWork)
                                                     setresuid(65534, 65534, 65534) == 0);
             return dropped ? inWork() : 99;
         });
+}
+
+/// Leaves the process inBytes of addresses beyond those that it has.
+inline bool LimitAddresses(std::size_t inBytes)
+{
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit limit = {};
+    limit.rlim_cur = limit.rlim_max = pages * 4096 + inBytes;
+    return pages != 0 && setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
 /// Makes the mounts of this process, a child, its own: nobody else sees those that follow.

@@ -1,6 +1,8 @@
 // Links that are replaced, and the messages that the chain tells again.
 #include "RiverKit/RKDataCacheChain.h"
 
+#include <chrono>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -9,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "ChainFixture.h"
+#include "Support/Gate.h"
 
 namespace
 {
@@ -55,6 +58,30 @@ TEST_F(DataCacheChainLinksTest, AReplacementAsksNobodyForAStationBeforeSomebodyL
     mChain.ReplaceChainLinks(mOther, nullptr);
     mChain.ReplaceChainLinks(nullptr, mOther);
     EXPECT_THAT(mLog, IsEmpty());
+}
+
+// So no replacement comes between, and leaves the listener with a link that has gone.
+TEST_F(DataCacheChainLinksTest, TheLinksAreAskedForTheirStationsUnderTheLock)
+{
+    Gate asking;
+    mFirst->onCall = mSecond->onCall = [&](const std::string& inCall)
+    {
+        if (inCall == "GetStationID")
+            asking.Pass();
+    };
+    std::future<void> listening = std::async(std::launch::async, [this] { mChain.GetStationID(); });
+    asking.WaitUntilCome(1);
+    std::future<void> replacing =
+        std::async(std::launch::async, [this] { mChain.ReplaceChainLinks(mOther, nullptr); });
+    std::future<void> looking = std::async(std::launch::async, [this] { Links(); });
+    EXPECT_EQ(replacing.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    EXPECT_EQ(looking.wait_for(std::chrono::milliseconds(0)), std::future_status::timeout);
+    asking.Open();
+    listening.get();
+    replacing.get();
+    looking.get();
+    EXPECT_THAT(mLog,
+                ElementsAre("first.GetStationID", "second.GetStationID", "other.GetStationID"));
 }
 
 TEST_F(DataCacheChainLinksTest, AReadPutsBackIntoTheLinkThatWasFirstWhenItBegan)

@@ -3,7 +3,9 @@
 #include <boost/weak_ptr.hpp>
 
 #include "FolderStoreFixture.h"
+#include "Support/ChildProcess.h"
 #include "Support/ContractWatch.h"
+#include "Support/Sanitizers.h"
 #include "ZOR/FileResults.h"
 
 namespace
@@ -322,6 +324,27 @@ TEST_F(FolderStoreReadTest, ListingClearsTheListAndLooksAtNoFile)
     EXPECT_THAT(list, ElementsAre(N("b")));
     mStore->GetAvailableItems(N("unknown"), list);
     EXPECT_THAT(list, IsEmpty());
+}
+
+TEST_F(FolderStoreReadTest, AFileThatThereIsNoMemoryForIsReportedAndNobodyIsTold)
+{
+    if (RK_TEST_SANITIZER)
+        GTEST_SKIP() << "a sanitizer needs all addresses";
+    mFiles.AddSizedFile("/c/a.b.rkdc", std::uint64_t{1} << 30, {0, 0}, {0, 0});
+    OpenAndSettle(true);
+    const int answer = RunInChild(
+        [this]
+        {
+            const ContractWatch watch;
+            if (qelcore::Failed(Get("a", "b")) || !LimitAddresses(256u << 20))
+                return 1;
+            Read();
+            if (watch.reported.size() != 1 ||
+                watch.reported[0].condition != "readBuffer->Size() >= bufferAlignedSize")
+                return 2;
+            return mDelivered.empty() && Lists("a", "b") && mFiles.OpenHandles() == 0 ? 0 : 3;
+        });
+    EXPECT_EQ(answer, 0);
 }
 
 } // namespace

@@ -1,6 +1,11 @@
 // What becomes of the index when others delete from the folder.
+#include <cerrno>
+#include <memory>
+
 #include "DataCacheJobs.h"
 #include "FolderStoreFixture.h"
+#include "Platform/FolderEvents.h"
+#include "qelcore/FileExceptions.h"
 
 namespace
 {
@@ -116,6 +121,59 @@ TEST_F(FolderStoreRepairTest, ARenamedFileStaysInTheIndexUntilItIsMet)
     Read();
     EXPECT_FALSE(Lists("a", "1"));
     EXPECT_EQ(ReadBack("a", "3"), "x");
+}
+
+// What a job raises goes to its executor, whose contract settles what becomes of it.
+
+class FailingFileSystem : public MemoryFileSystem
+{
+public:
+    int Stat(const std::string& inPath, Platform::LinkPolicy inPolicy,
+             Platform::FileStatus& outStatus) override
+    {
+        if (fails)
+            throw qelcore::filesupport::file_exception("Cannot look at", u"/c", EIO);
+        return MemoryFileSystem::Stat(inPath, inPolicy, outStatus);
+    }
+    bool fails = false;
+};
+
+struct FailingFolderEvents : Platform::IFolderEvents
+{
+    std::unique_ptr<Platform::IFolderEventStream> Create(const std::string&, double,
+                                                         std::uint32_t) override
+    {
+        throw qelcore::filesupport::file_exception("Cannot watch", u"/c", EIO);
+    }
+    const Platform::ScopedFolderEvents mScope{*this};
+};
+
+TEST_F(FolderStoreRepairTest, AFailureWhileARemovalIsToldPassesOutOfTheJob)
+{
+    {
+        const FailingFolderEvents events; // the first to tell begins the watch
+        EXPECT_THROW(TellRemoved("a.1.rkdc"), qelcore::filesupport::file_exception);
+    }
+    EXPECT_THAT(ListOf("a"), UnorderedElementsAre("2", ""));
+    RemovalCounter counter(mStore->GetStationID());
+    TellRemoved("a.2.rkdc"); // and the next one works
+    TurnMainThread(1000);
+    EXPECT_EQ(counter.heard, 1);
+}
+
+TEST_F(FolderStoreRepairTest, AFailureInTheLookAtAllPassesOutOfTheJob)
+{
+    FailingFileSystem files; // in the place of the other one
+    files.fails = true;
+    TellRemoved("foo.txt");
+    EXPECT_THROW(mExecutors.io->RunQueued(), qelcore::filesupport::file_exception);
+    EXPECT_THAT(mTrace.Texts(), IsEmpty());
+    EXPECT_THAT(ListOf("a"), UnorderedElementsAre("1", "2", ""));
+
+    files.fails = false; // nothing is there
+    TellRemoved("foo.txt");
+    EXPECT_EQ(mExecutors.io->RunQueued(), 1u);
+    EXPECT_THAT(ListOf("a"), IsEmpty());
 }
 
 } // namespace

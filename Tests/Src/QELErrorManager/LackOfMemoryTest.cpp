@@ -2,7 +2,6 @@
 #include "RKQELErrorManager.h"
 
 #include <atomic>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -11,7 +10,6 @@
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "MediaManager/MediaCache.h"
 #include "RKInitializer.h"
@@ -40,16 +38,6 @@ enum Answer
     kNotLimited = 5,
 };
 
-/// Leaves the process inBytes of addresses beyond those that it has.
-bool LimitAddresses(std::size_t inBytes)
-{
-    std::size_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    rlimit limit = {};
-    limit.rlim_cur = limit.rlim_max = pages * 4096 + inBytes;
-    return pages != 0 && setrlimit(RLIMIT_AS, &limit) == 0;
-}
-
 void FillCache(Frames& ioFrames)
 {
     for (int key = 0; key < kFrameCount; ++key)
@@ -72,7 +60,7 @@ int AllocateWithAFullCache(bool inWithHandler)
     FillCache(frames);
     if (RK::MM::GetSize() != kFrameCount * kFrameBytes)
         return kCacheIsNotFull;
-    if (!LimitAddresses(16 * kMiB))
+    if (!Testing::LimitAddresses(16 * kMiB))
         return kNotLimited;
 
     constexpr std::size_t kWanted = kFrameCount / 2 * kFrameBytes;
@@ -119,7 +107,7 @@ TEST_F(LackOfMemory, AnAbsurdAllocationFailsWithTheHandlerToo)
                       RK::Initializer library;
                       qelcore::config::SetErrorManager(boost::make_shared<RK::QELErrorManager>());
                       const RK::PurgingNewHandler handler;
-                      if (!LimitAddresses(64 * kMiB))
+                      if (!Testing::LimitAddresses(64 * kMiB))
                           return static_cast<int>(kNotLimited);
                       try
                       {
