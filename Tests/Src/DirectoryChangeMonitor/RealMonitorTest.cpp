@@ -9,7 +9,9 @@
 
 #include "RKDirectoryChangeMonitor.h"
 #include "RKInitializer.h"
+#include "Support/RealRights.h"
 #include "Support/TemporaryFolder.h"
+#include "Support/TraceCapture.h"
 #include "ZORMessaging/Listener.h"
 #include "ZORMessaging/Station.h"
 #include "qelcore/MainThread.h"
@@ -120,9 +122,15 @@ TEST_F(RealMonitorTest, BelowARecursiveWatchEverythingIsToldAboutOnceASecond)
 
 TEST_F(RealMonitorTest, VolumesMayBeWatchedWhereThereIsNoSuchFolder)
 {
+    if (!Testing::RootIsAMountPoint() || fs::exists("/Volumes"))
+        GTEST_SKIP() << "needs a root folder that is a mount point, and no /Volumes";
+    const Testing::TraceCapture trace("MonitorDirectory", 4);
+    MonitorDirectory(u"relative");
+    ASSERT_EQ(1u, trace.Count("Attempting to monitor an invalid path: relative"));
     MonitorVolumeChanges();
     qelcore::threads::RunMainThreadFor(50);
     StopMonitoringVolumeChanges();
+    EXPECT_EQ(1u, trace.Texts().size()) << "it was taken for an invalid path";
     EXPECT_TRUE(mListener.mPaths.empty());
 }
 
