@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -21,6 +20,7 @@
 #include <benchmark/benchmark.h>
 #include <boost/make_shared.hpp>
 
+#include "PlainPool.h"
 #include "RKDecodeQueue.h"
 #include "RKIdentifiedDecodeQueue.h"
 
@@ -219,66 +219,15 @@ void IdentifiedDecodeQueueDuplicates(benchmark::State& ioState)
     ioState.SetItemsProcessed(ioState.iterations() * kBatch);
 }
 
-class PlainPool
-{
-public:
-    explicit PlainPool(unsigned inThreads)
-    {
-        for (unsigned i = 0; i < inThreads; ++i)
-            mThreads.emplace_back([this] { Work(); });
-    }
-    ~PlainPool()
-    {
-        {
-            const std::lock_guard<std::mutex> lock(mMutex);
-            mStop = true;
-        }
-        mWork.notify_all();
-        for (std::thread& thread : mThreads)
-            thread.join();
-    }
-    void Post(std::function<void()> inJob)
-    {
-        {
-            const std::lock_guard<std::mutex> lock(mMutex);
-            mJobs.push_back(std::move(inJob));
-        }
-        mWork.notify_one();
-    }
-
-private:
-    void Work()
-    {
-        std::unique_lock<std::mutex> lock(mMutex);
-        for (;;)
-        {
-            mWork.wait(lock, [this] { return mStop || !mJobs.empty(); });
-            if (mJobs.empty())
-                return;
-            const std::function<void()> job = std::move(mJobs.front());
-            mJobs.pop_front();
-            lock.unlock();
-            job();
-            lock.lock();
-        }
-    }
-
-    std::mutex mMutex;
-    std::condition_variable mWork;
-    std::deque<std::function<void()>> mJobs;
-    bool mStop = false;
-    std::vector<std::thread> mThreads;
-};
-
 void PlainTwoStagePools(benchmark::State& ioState)
 {
-    const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
+    const int threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     Latch latch;
     std::vector<RK::DecodeRequestPtr> requests;
     for (int i = 0; i < kBatch; ++i)
         requests.push_back(boost::make_shared<EmptyRequest>(latch, false, i));
-    PlainPool decoding(threads);
-    PlainPool reading(threads);
+    Bench::PlainPool decoding(threads);
+    Bench::PlainPool reading(threads);
     for (auto _ : ioState)
     {
         latch.Reset(kBatch);
