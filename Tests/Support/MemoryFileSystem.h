@@ -16,6 +16,7 @@
 
 #include "Platform/FileSystem.h"
 #include "Support/FileOperation.h"
+#include "Support/MemoryTree.h"
 
 namespace Testing
 {
@@ -25,30 +26,26 @@ namespace Testing
 class MemoryFileSystem : public Platform::IFileSystem
 {
 public:
-    MemoryFileSystem()
-    {
-        for (const char* folder : {"/", "/tmp"})
-            mNodes[folder].body->inode = ++mLastInode;
-    }
+    MemoryFileSystem() { mTree.Put("/tmp", Platform::FileKind::kDirectory, ""); }
 
     // Setting up. Folders above are made as needed; nothing of it is written down.
     void AddFile(const std::string& inPath, const std::string& inContents = "x",
                  Platform::FileTime inModified = {1000000000, 0})
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Put(inPath, Platform::FileKind::kFile, inContents).body->modified = inModified;
+        mTree.Put(inPath, Platform::FileKind::kFile, inContents).body->modified = inModified;
     }
     /// Writes into a file as somebody else would, at now: the same file, longer if need be.
     void Overwrite(const std::string& inPath, std::size_t inOffset, const std::string& inBytes)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        WriteTo(*mNodes.at(inPath).body, inOffset, inBytes.data(), inBytes.size());
+        WriteTo(*mTree.At(inPath).body, inOffset, inBytes.data(), inBytes.size());
     }
     /// Cuts a file, or lengthens it by NULs, at now.
     void Truncate(const std::string& inPath, std::size_t inSize)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Body& body = *mNodes.at(inPath).body;
+        MemoryTree::Body& body = *mTree.At(inPath).body;
         body.bytes.resize(inSize);
         body.modified = body.changed = mNow;
     }
@@ -56,7 +53,7 @@ public:
     void SetModified(const std::string& inPath, Platform::FileTime inModified)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Body& body = *mNodes.at(inPath).body;
+        MemoryTree::Body& body = *mTree.At(inPath).body;
         body.modified = inModified;
         body.changed = mNow;
     }
@@ -82,7 +79,7 @@ public:
                       Platform::FileTime inAccessed, Platform::FileTime inModified)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Node& node = Put(inPath, Platform::FileKind::kFile, "");
+        MemoryTree::Node& node = mTree.Put(inPath, Platform::FileKind::kFile, "");
         node.body->claimedSize = inBytes;
         node.accessed = inAccessed;
         node.body->modified = inModified;
@@ -91,25 +88,25 @@ public:
     void AddMountPoint(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Put(inPath, Platform::FileKind::kDirectory, "");
-        mMountPoints.insert(inPath);
+        mTree.Put(inPath, Platform::FileKind::kDirectory, "");
+        mTree.SetMountPoint(inPath);
     }
     void AddDirectory(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Put(inPath, Platform::FileKind::kDirectory, "");
+        mTree.Put(inPath, Platform::FileKind::kDirectory, "");
     }
     /// @param inTarget  an absolute path.
     void AddLink(const std::string& inPath, const std::string& inTarget)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        Put(inPath, Platform::FileKind::kSymbolicLink, inTarget);
+        mTree.Put(inPath, Platform::FileKind::kSymbolicLink, inTarget);
     }
     /// Takes a path away with all below it, as somebody else would.
     void Vanish(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        EraseTree(inPath);
+        mTree.EraseTree(inPath);
     }
     /// The folder vanishes once a listing of it has given that many entries.
     void VanishAfter(const std::string& inPath, std::size_t inEntries)
@@ -139,12 +136,12 @@ public:
     bool Has(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        return mNodes.count(inPath) != 0;
+        return mTree.Has(inPath);
     }
     std::string Contents(const std::string& inPath)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
-        return mNodes.at(inPath).body->bytes;
+        return mTree.At(inPath).body->bytes;
     }
     /// How many transfers have read from files.
     std::size_t ReadCount()
@@ -178,17 +175,17 @@ public:
             creation != FileCreation::kMustExist && creation != FileCreation::kTruncateExisting;
         std::string path;
         const bool follow = creation != FileCreation::kMustCreate;
-        const int found = Find(inPath, follow, path);
+        const int found = mTree.Find(inPath, follow, path);
         if (found == 0 && creation == FileCreation::kMustCreate)
             return EEXIST;
-        if (found != 0 && (found != ENOENT || !makes || !HasParent(path)))
+        if (found != 0 && (found != ENOENT || !makes || !mTree.HasParent(path)))
             return found;
         if (found != 0)
         {
-            Put(path, Platform::FileKind::kFile, "");
+            mTree.Put(path, Platform::FileKind::kFile, "");
             mDone.push_back("create " + path);
         }
-        Node& node = mNodes.at(path);
+        MemoryTree::Node& node = mTree.At(path);
         if (node.kind == Platform::FileKind::kDirectory)
             return EISDIR;
         if (creation == FileCreation::kTruncateExisting ||
@@ -262,9 +259,9 @@ public:
         if (const int error = Failure(FileOperation::kStat, inPath))
             return error;
         std::string path;
-        if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
+        if (const int error = mTree.Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
             return error;
-        const Node& node = mNodes.at(path);
+        const MemoryTree::Node& node = mTree.At(path);
         outStatus = StatusOf(node.kind, node.accessed, *node.body);
         return 0;
     }
@@ -298,9 +295,9 @@ public:
         if (const int error = Failure(FileOperation::kList, inPath))
             return error;
         std::string path;
-        if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
+        if (const int error = mTree.Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
             return error;
-        if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
+        if (mTree.At(path).kind != Platform::FileKind::kDirectory)
             return ENOTDIR;
         outListing = MakeListing(path);
         return 0;
@@ -313,9 +310,9 @@ public:
         if (const int error = Failure(FileOperation::kOpenFolder, inPath))
             return error;
         std::string path;
-        if (const int error = Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
+        if (const int error = mTree.Find(inPath, inPolicy == Platform::LinkPolicy::kFollow, path))
             return error;
-        if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
+        if (mTree.At(path).kind != Platform::FileKind::kDirectory)
             return ENOTDIR;
         outFolder = MakeFolder(path);
         return 0;
@@ -326,10 +323,10 @@ public:
         if (const int error = Failure(FileOperation::kMakeDirectory, inPath))
             return error;
         std::string path;
-        const int error = Find(inPath, false, path);
-        if (error != ENOENT || !HasParent(path))
+        const int error = mTree.Find(inPath, false, path);
+        if (error != ENOENT || !mTree.HasParent(path))
             return error == 0 ? EEXIST : error;
-        Put(path, Platform::FileKind::kDirectory, "");
+        mTree.Put(path, Platform::FileKind::kDirectory, "");
         mDone.push_back("mkdir " + path);
         return 0;
     }
@@ -339,13 +336,13 @@ public:
         if (const int error = Failure(FileOperation::kRemoveDirectory, inPath))
             return error;
         std::string path;
-        if (const int error = Find(inPath, false, path))
+        if (const int error = mTree.Find(inPath, false, path))
             return error;
-        if (mNodes.at(path).kind != Platform::FileKind::kDirectory)
+        if (mTree.At(path).kind != Platform::FileKind::kDirectory)
             return ENOTDIR;
-        if (!ChildrenOf(path).empty())
+        if (!mTree.ChildrenOf(path).empty())
             return ENOTEMPTY;
-        mNodes.erase(path);
+        mTree.Erase(path);
         mDone.push_back("rmdir " + path);
         return 0;
     }
@@ -356,11 +353,11 @@ public:
         if (const int error = Failure(FileOperation::kRemoveFile, inPath))
             return error;
         std::string path;
-        if (const int error = Find(inPath, false, path))
+        if (const int error = mTree.Find(inPath, false, path))
             return error;
-        if (mNodes.at(path).kind == Platform::FileKind::kDirectory)
+        if (mTree.At(path).kind == Platform::FileKind::kDirectory)
             return EISDIR;
-        mNodes.erase(path);
+        mTree.Erase(path);
         mDone.push_back("unlink " + path);
         return 0;
     }
@@ -374,19 +371,19 @@ public:
         if (const int error = Failure(operation, inFrom))
             return error;
         std::string from, to;
-        if (const int error = Find(inFrom, false, from))
+        if (const int error = mTree.Find(inFrom, false, from))
             return error;
-        const int target = Find(inTo, false, to);
+        const int target = mTree.Find(inTo, false, to);
         if (target == 0 && !replaces)
             return EEXIST;
-        if (target != 0 && (target != ENOENT || !HasParent(to)))
+        if (target != 0 && (target != ENOENT || !mTree.HasParent(to)))
             return target;
-        const bool folder = mNodes.at(from).kind == Platform::FileKind::kDirectory;
-        if (target == 0 && (mNodes.at(to).kind == Platform::FileKind::kDirectory) != folder)
+        const bool folder = mTree.At(from).kind == Platform::FileKind::kDirectory;
+        if (target == 0 && (mTree.At(to).kind == Platform::FileKind::kDirectory) != folder)
             return folder ? ENOTDIR : EISDIR;
-        if (target == 0 && !ChildrenOf(to).empty())
+        if (target == 0 && !mTree.ChildrenOf(to).empty())
             return ENOTEMPTY;
-        MoveTree(from, to);
+        mTree.MoveTree(from, to);
         mDone.push_back("rename " + from + " " + to);
         return 0;
     }
@@ -396,14 +393,14 @@ public:
         if (const int error = Failure(FileOperation::kLink, inFrom))
             return error;
         std::string from, to;
-        if (const int error = Find(inFrom, false, from))
+        if (const int error = mTree.Find(inFrom, false, from))
             return error;
-        if (mNodes.at(from).kind == Platform::FileKind::kDirectory)
+        if (mTree.At(from).kind == Platform::FileKind::kDirectory)
             return EPERM;
-        const int target = Find(inTo, false, to);
-        if (target != ENOENT || !HasParent(to))
+        const int target = mTree.Find(inTo, false, to);
+        if (target != ENOENT || !mTree.HasParent(to))
             return target == 0 ? EEXIST : target;
-        mNodes[to] = mNodes.at(from);
+        mTree.Link(from, to);
         mDone.push_back("link " + from + " " + to);
         return 0;
     }
@@ -413,9 +410,9 @@ public:
         if (const int error = Failure(FileOperation::kTouch, inPath))
             return error;
         std::string path;
-        if (const int error = Find(inPath, true, path))
+        if (const int error = mTree.Find(inPath, true, path))
             return error;
-        ++mNodes.at(path).accessed.seconds;
+        ++mTree.At(path).accessed.seconds;
         mDone.push_back("touch " + path);
         return 0;
     }
@@ -445,24 +442,10 @@ public:
     std::function<void(const std::string&)> onOpen;
 
 private:
-    struct Body
-    {
-        std::string bytes; // a link's target too
-        Platform::FileTime modified{1000000000, 0};
-        Platform::FileTime changed{1000000000, 0};
-        std::uint64_t inode = 0;
-        std::optional<std::uint64_t> claimedSize;
-    };
-    struct Node
-    {
-        Platform::FileKind kind = Platform::FileKind::kDirectory;
-        std::shared_ptr<Body> body = std::make_shared<Body>(); // shared by the names of one file
-        Platform::FileTime accessed{1000000000, 0};
-    };
     struct OpenFile
     {
         std::string path;
-        std::shared_ptr<Body> body; // lives on when the name goes
+        std::shared_ptr<MemoryTree::Body> body; // lives on when the name goes
         std::size_t position;
     };
 
@@ -472,15 +455,6 @@ private:
     std::unique_ptr<Platform::IDirectoryListing> MakeListing(const std::string& inFolder);
     std::unique_ptr<Platform::IFolder> MakeFolder(const std::string& inFolder);
 
-    std::uint64_t MountOf(const std::string& inPath)
-    {
-        for (std::string path = inPath; path != "/"; path = ParentOf(path))
-        {
-            if (mMountPoints.count(path) != 0)
-                return mNodes.at(path).body->inode + 1;
-        }
-        return 1;
-    }
     void Act(FileOperation inOperation, const std::string& inPath)
     {
         std::function<void()> act;
@@ -495,18 +469,8 @@ private:
         act();
     }
 
-    static std::string ParentOf(const std::string& inPath)
-    {
-        const std::size_t slash = inPath.rfind('/');
-        return slash == 0 ? "/" : inPath.substr(0, slash);
-    }
-    static std::string WithSlash(const std::string& inPath)
-    {
-        return inPath == "/" ? inPath : inPath + "/";
-    }
-
     static Platform::FileStatus StatusOf(Platform::FileKind inKind, Platform::FileTime inAccessed,
-                                         const Body& inBody)
+                                         const MemoryTree::Body& inBody)
     {
         return {inKind,
                 inBody.claimedSize.value_or(inBody.bytes.size()),
@@ -516,7 +480,8 @@ private:
                 inBody.inode,
                 1};
     }
-    void WriteTo(Body& ioBody, std::size_t inOffset, const void* inBytes, std::size_t inSize)
+    void WriteTo(MemoryTree::Body& ioBody, std::size_t inOffset, const void* inBytes,
+                 std::size_t inSize)
     {
         ioBody.modified = ioBody.changed = mNow;
         ioBody.bytes.resize(std::max(ioBody.bytes.size(), inOffset + inSize));
@@ -553,101 +518,8 @@ private:
             found = mFailures.find({inOperation, "*"});
         return found == mFailures.end() ? 0 : found->second;
     }
-    // Follows the links on the way. outPath is set to where it is, or would be, also on ENOENT.
-    int Find(const std::string& inPath, bool inFollowLast, std::string& outPath, int inDepth = 0)
-    {
-        outPath = inPath;
-        if (inPath.empty() || inPath[0] != '/')
-            return ENOENT;
-        if (inDepth > 40)
-            return ELOOP;
-        std::string path = "/";
-        for (std::size_t start = 1; start < inPath.size();)
-        {
-            const std::size_t end = std::min(inPath.find('/', start), inPath.size());
-            const std::string component = inPath.substr(start, end - start);
-            start = end + 1;
-            if (component.empty())
-                continue;
-            if (component.size() > 255)
-                return ENAMETOOLONG;
-            const auto folder = mNodes.find(path);
-            if (folder == mNodes.end())
-            {
-                outPath = inPath; // nothing can be made there: the folder above is missing
-                return ENOENT;
-            }
-            if (folder->second.kind != Platform::FileKind::kDirectory)
-                return ENOTDIR;
-            path = WithSlash(path) + component;
-            outPath = path;
-            const auto node = mNodes.find(path);
-            const bool isLink =
-                node != mNodes.end() && node->second.kind == Platform::FileKind::kSymbolicLink;
-            if (isLink && (inFollowLast || end < inPath.size()))
-            {
-                const std::string target = node->second.body->bytes;
-                if (const int error = Find(target, true, path, inDepth + 1))
-                    return error;
-                outPath = path;
-            }
-        }
-        outPath = path;
-        return mNodes.count(path) != 0 ? 0 : ENOENT;
-    }
-    bool HasParent(const std::string& inPath)
-    {
-        const auto parent = mNodes.find(ParentOf(inPath));
-        return parent != mNodes.end() && parent->second.kind == Platform::FileKind::kDirectory;
-    }
-    Node& Put(const std::string& inPath, Platform::FileKind inKind, const std::string& inContents)
-    {
-        for (std::string parent = ParentOf(inPath); mNodes.count(parent) == 0;
-             parent = ParentOf(parent))
-            mNodes[parent].body->inode = ++mLastInode;
-        Node& node = mNodes[inPath];
-        node.kind = inKind;
-        node.body = std::make_shared<Body>();
-        node.body->bytes = inContents;
-        node.body->inode = ++mLastInode;
-        return node;
-    }
-    std::vector<Platform::DirectoryEntry> ChildrenOf(const std::string& inFolder)
-    {
-        const std::string prefix = WithSlash(inFolder);
-        std::vector<Platform::DirectoryEntry> children;
-        for (auto node = mNodes.upper_bound(prefix);
-             node != mNodes.end() && node->first.compare(0, prefix.size(), prefix) == 0; ++node)
-        {
-            if (node->first.find('/', prefix.size()) == std::string::npos)
-                children.push_back({node->first.substr(prefix.size()), node->second.kind});
-        }
-        return children;
-    }
-    void EraseTree(const std::string& inPath)
-    {
-        const std::string prefix = WithSlash(inPath);
-        mNodes.erase(inPath);
-        for (auto node = mNodes.lower_bound(prefix);
-             node != mNodes.end() && node->first.compare(0, prefix.size(), prefix) == 0;)
-            node = mNodes.erase(node);
-    }
-    void MoveTree(const std::string& inFrom, const std::string& inTo)
-    {
-        const std::string prefix = WithSlash(inFrom);
-        std::map<std::string, Node> moved;
-        moved[inTo] = mNodes.at(inFrom);
-        for (auto node = mNodes.lower_bound(prefix);
-             node != mNodes.end() && node->first.compare(0, prefix.size(), prefix) == 0; ++node)
-            moved[WithSlash(inTo) + node->first.substr(prefix.size())] = node->second;
-        EraseTree(inFrom);
-        for (auto& node : moved)
-            mNodes[node.first] = node.second;
-    }
-
     std::mutex mMutex; // guards all below
-    std::map<std::string, Node> mNodes;
-    std::set<std::string> mMountPoints;
+    MemoryTree mTree;
     std::map<std::pair<FileOperation, std::string>, int> mFailures;
     std::map<std::pair<std::string, std::size_t>, int> mBadBytes;
     std::map<std::pair<FileOperation, std::string>, std::function<void()>> mBefore;
@@ -658,7 +530,6 @@ private:
     Platform::FileTime mNow{2000000000, 0};
     std::size_t mReadCount = 0;
     Platform::FileHandle mLastHandle = 0;
-    std::uint64_t mLastInode = 0;
 
     Platform::ScopedFileSystem mScope{*this};
 };

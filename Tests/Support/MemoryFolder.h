@@ -30,10 +30,10 @@ public:
         const std::lock_guard<std::mutex> lock(mOwner.mMutex);
         const auto vanish = mOwner.mVanishAfter.find(mFolder);
         if (vanish != mOwner.mVanishAfter.end() && vanish->second == mNext)
-            mOwner.EraseTree(mFolder);
+            mOwner.mTree.EraseTree(mFolder);
         if (const int error = mOwner.Failure(FileOperation::kNext, mFolder))
             return error;
-        outEnd = mNext == mEntries.size() || mOwner.mNodes.count(mFolder) == 0;
+        outEnd = mNext == mEntries.size() || !mOwner.mTree.Has(mFolder);
         if (!outEnd)
             outEntry = mEntries[mNext++];
         return 0;
@@ -55,7 +55,7 @@ public:
         : mOwner(inOwner)
         , mPath(inPath)
     {
-        mIdentity = {1, mOwner.mNodes.at(inPath).body->inode, mOwner.MountOf(inPath)};
+        mIdentity = {1, mOwner.mTree.At(inPath).body->inode, mOwner.mTree.MountOf(inPath)};
     }
     const Platform::FolderIdentity& Identity() const override { return mIdentity; }
     int List(std::unique_ptr<Platform::IDirectoryListing>& outListing) override
@@ -83,8 +83,8 @@ public:
     }
     int OpenParent(std::unique_ptr<Platform::IFolder>& outFolder) override
     {
-        return mOwner.OpenFolder(ParentOf(PathNow()), Platform::LinkPolicy::kDoNotFollow,
-                                 outFolder);
+        return mOwner.OpenFolder(MemoryTree::ParentOf(PathNow()),
+                                 Platform::LinkPolicy::kDoNotFollow, outFolder);
     }
     int MakeDirectory(const std::string& inName) override
     {
@@ -108,15 +108,14 @@ private:
         return !inName.empty() && inName != "." && inName != ".." &&
                inName.find('/') == std::string::npos;
     }
-    std::string Entry(const std::string& inName) { return WithSlash(PathNow()) + inName; }
+    std::string Entry(const std::string& inName)
+    {
+        return MemoryTree::WithSlash(PathNow()) + inName;
+    }
     std::string PathNow()
     {
         const std::lock_guard<std::mutex> lock(mOwner.mMutex);
-        for (const auto& node : mOwner.mNodes)
-        {
-            if (node.second.body->inode == mIdentity.inode)
-                mPath = node.first;
-        }
+        mOwner.mTree.FindInode(mIdentity.inode, mPath);
         return mPath;
     }
 
@@ -129,7 +128,7 @@ private:
 inline std::unique_ptr<Platform::IDirectoryListing>
 MemoryFileSystem::MakeListing(const std::string& inFolder)
 {
-    return std::make_unique<Listing>(*this, inFolder, ChildrenOf(inFolder));
+    return std::make_unique<Listing>(*this, inFolder, mTree.ChildrenOf(inFolder));
 }
 
 inline std::unique_ptr<Platform::IFolder> MemoryFileSystem::MakeFolder(const std::string& inFolder)
