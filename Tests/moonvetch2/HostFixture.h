@@ -74,7 +74,14 @@ struct Application
         FillTable();
     }
 
-    bool HasMemory() { return allocationsLeft < 0 || allocationsLeft-- > 0; }
+    bool HasMemory()
+    {
+        if (allocationsLeft > 0)
+            --allocationsLeft;
+        else if (allocationsLeft == 0)
+            return false;
+        return true;
+    }
 
     static void* Allocate(std::map<void*, std::size_t>& ioBlocks, std::size_t inSize)
     {
@@ -225,6 +232,8 @@ protected:
     void TearDown() override
     {
         app.allocationsLeft = -1;
+        for (ScriptedPlugin& plugin : ScriptedPlugin::All())
+            plugin.answer = nullptr; // what it speaks of went with the test's body
         while (MVInited() != 0)
             ASSERT_EQ(kMVNoError, MVTerm());
         EXPECT_EQ(expectedLeft, app.internalBlocks.size());

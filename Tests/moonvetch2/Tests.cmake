@@ -11,3 +11,10 @@ rk_add_plugin_tests(PluginMemoryInternalTests LABELS plugins INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/HostTablesTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/StringPoolTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ThreadWatchTest.cpp)
+
+rk_add_plugin_tests(PluginTests LABELS plugins SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/PluginListTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PropertiesTest.cpp)
+rk_add_plugin_tests(PluginInternalTests LABELS plugins INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/MessagesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/StartupTest.cpp)

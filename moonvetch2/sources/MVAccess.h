@@ -14,6 +14,13 @@ struct MVFileAccess
     MVURL* url; ///< retained
 };
 
+enum : std::uint8_t
+{
+    kMVAccessState_Loaded = 0,
+    kMVAccessState_Unloading = 1,
+    kMVAccessState_Unloaded = 2 ///< while somebody holds it, the record stays
+};
+
 struct MVAccess
 {
     MVAccess* next; ///< in firstAccess
@@ -23,7 +30,7 @@ struct MVAccess
     std::uint32_t lastAccessTicks; ///< of the last call, in 1/60 second
     MVFileAccess* fileAccess;      ///< null for a host plug-in
     std::int32_t callsUnderWay;    ///< it stays meanwhile, whatever its count
-    bool unloading;                ///< it is being destroyed
+    std::uint8_t state;            ///< kMVAccessState_...
     std::uint64_t lastWalk;        ///< see MVWalk.h
 };
 
@@ -38,8 +45,15 @@ enum kMVAdapterDisposeType : std::int32_t
 };
 
 MVResult mvDefaultFlush(const char* inType, MVAccess* inAccess, std::int32_t* outFlush);
-/// By the call of the entry: firstAccess is empty after a full walk, whatever is left standing.
+/// Unloads what the flushProc lets go. firstAccess is empty after a full walk, whatever is left standing.
 MVResult mvFlushAccesses(MVFlushProc inFlushProc, std::int32_t* outFlushed,
                          kMVAdapterDisposeType inType);
+/// "Unload", and the end of the record as soon as nobody holds it. kMVAlreadyInMessageError while its entry is
+/// being called.
 MVResult mvDestroyAccess(MVAccess* inAccess);
+/// Of a plug-in whose record goes: without a word to it.
+void mvForgetAccessesOf(const MVPlugin* inPlugin);
+/// Accesses that flushes left standing, and those unloaded while they were held, stand on a list of their own until
+/// nobody holds them. Plug-ins are told nothing. @param inHeldToo  the host ends: no holder is left.
+void mvFreeDroppedAccesses(bool inHeldToo);
 MVResult sendAccessMessage(MVAccess* inAccess, MVWString inSelector, MVResult* outAnswer);

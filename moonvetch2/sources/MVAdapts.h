@@ -33,11 +33,13 @@ struct MVAdapterListIterator
     std::uint32_t stamp;
 };
 
-/// The entry of the built-in adapter's plug-in.
+/// The entry of the built-in adapter's plug-in. What others say is answered by 0.
 MVResult mvAdapter(const char* inCaller, const char* inSelector, void* ioMessage);
 /// Sends the host of an adapter a message by "MV Adapters".
 MVResult mvSendToAdapterHost(MVAdapter* inAdapter, MVWString inSelector,
                              MVAdaptersMessage& ioMessage, MVResult* outAnswer);
+/// Of a plug-in whose record goes: its adapters have no host any more.
+void mvForgetAdapterHost(const MVPlugin* inPlugin);
 /// Whether the plug-in declares a version 2 adapter, which is started ahead of all.
 bool mvIsV2AdapterPlugin(const MVPlugin* inPlugin);
 

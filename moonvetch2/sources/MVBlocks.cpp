@@ -51,12 +51,6 @@ void unlinkBlock(MVBlockHeader* ioHeader)
     ioHeader->prev = nullptr;
 }
 
-MVResult outOfMemory()
-{
-    mvThrow(kMVOutOfMemoryError);
-    return kMVOutOfMemoryError;
-}
-
 bool hasRoomForHeader(std::size_t inSize)
 {
     return inSize <= SIZE_MAX - sizeof(MVBlockHeader);
@@ -75,7 +69,7 @@ MVResult reallocateWithHeader(MVReallocateProc inReallocate, void* inBlock, std:
                               const char* inDebug, void** outBlock)
 {
     if (!hasRoomForHeader(inSize))
-        return outOfMemory();
+        return mvRaise(kMVOutOfMemoryError);
     MVBlockHeader* header = inBlock != nullptr ? headerOf(inBlock) : nullptr;
     if (header != nullptr)
         unlinkBlock(header);
@@ -84,7 +78,7 @@ MVResult reallocateWithHeader(MVReallocateProc inReallocate, void* inBlock, std:
     {
         if (header != nullptr)
             linkBlock(header, header->debug);
-        return outOfMemory();
+        return mvRaise(kMVOutOfMemoryError);
     }
     *outBlock = blockOf(linkBlock(memory, inDebug));
     return kMVNoError;
@@ -110,12 +104,6 @@ MVResult reallocateWithDebug(MVReallocateProc inReallocate, void* inBlock, std::
     return kMVNoError;
 }
 
-MVResult blockDebugOff()
-{
-    mvThrow(kMVBlockDebugOffError);
-    return kMVBlockDebugOffError;
-}
-
 } // namespace
 
 MVResult mvAllocateBlock(MVAllocateProc inAllocate, std::size_t inSize, const char* inDebug,
@@ -124,7 +112,7 @@ MVResult mvAllocateBlock(MVAllocateProc inAllocate, std::size_t inSize, const ch
     *outBlock = blockDebug != 0 ? allocateWithHeader(inAllocate, inSize, inDebug)
                                 : inAllocate(inSize, gMVHostProcs->hostData);
     if (*outBlock == nullptr)
-        return outOfMemory();
+        return mvRaise(kMVOutOfMemoryError);
     ++numBlocks;
     return kMVNoError;
 }
@@ -150,7 +138,7 @@ MVResult mvReallocateBlock(MVReallocateProc inReallocate, void* inBlock, std::si
     if (blockDebug != 0)
         return reallocateWithDebug(inReallocate, inBlock, inSize, inDebug, outBlock);
     *outBlock = inReallocate(inBlock, inSize, gMVHostProcs->hostData);
-    return *outBlock == nullptr && inSize > 0 ? outOfMemory() : kMVNoError;
+    return *outBlock == nullptr && inSize > 0 ? mvRaise(kMVOutOfMemoryError) : kMVNoError;
 }
 
 MVResult mvIntAllocateBlock(std::size_t inSize, const char* inDebug, void** outBlock)
@@ -202,10 +190,7 @@ MVResult MVSetBlockDebugEnabled(int32_t enabled)
 {
     MV_ONE_THREAD();
     if (numBlocks != 0)
-    {
-        mvThrow(kMVBlockDebugLockedError);
-        return kMVBlockDebugLockedError;
-    }
+        return mvRaise(kMVBlockDebugLockedError);
     blockDebug = enabled;
     return kMVNoError;
 }
@@ -217,7 +202,7 @@ MVResult MVGetFirstBlock(void** out)
         return kMVBadParameterError;
     *out = nullptr;
     if (blockDebug == 0)
-        return blockDebugOff();
+        return mvRaise(kMVBlockDebugOffError);
     if (firstBlock != nullptr)
         *out = blockOf(firstBlock);
     return kMVNoError;
@@ -230,7 +215,7 @@ MVResult MVGetNextBlock(void* block, void** out)
         return kMVBadParameterError;
     *out = nullptr;
     if (blockDebug == 0)
-        return blockDebugOff();
+        return mvRaise(kMVBlockDebugOffError);
     if (block == nullptr)
         return kMVBadParameterError;
     if (MVBlockHeader* next = headerOf(block)->next; next != nullptr)
@@ -245,7 +230,7 @@ MVResult MVGetBlockDebug(void* block, const char** out)
         return kMVBadParameterError;
     *out = nullptr;
     if (blockDebug == 0)
-        return blockDebugOff();
+        return mvRaise(kMVBlockDebugOffError);
     if (block == nullptr)
         return kMVBadParameterError;
     *out = headerOf(block)->debug;

@@ -7,3 +7,10 @@
 void mvThrow(MVResult inCode);
 /// Tells it of misuse, by its assertTrap.
 void mvAssert(const char* inText);
+
+/// Tells the application of an error that is returned.
+inline MVResult mvRaise(MVResult inCode)
+{
+    mvThrow(inCode);
+    return inCode;
+}

@@ -55,6 +55,10 @@ bool mvIsUnderV1Adapter(const MVPlugin* inPlugin);
 /// Whether it is called directly: its adapter is the built-in one, by name.
 bool mvIsNative(const MVPlugin* inPlugin);
 
+/// At the head.
+void mvLinkPlugin(MVPluginList* ioList, MVPlugin* inPlugin);
+void mvUnlinkPlugin(MVPluginList* ioList, const MVPlugin* inPlugin);
+
 /// Sends "Startup" unless it has been; what it answers decides the flags.
 void startupMoonVetchPlugin(MVPlugin* inPlugin);
 MVResult mvStartupPlugins();

@@ -35,7 +35,10 @@ struct MVPropertyListIterator
 
 /// The data of a property, and how many bytes of them there are; null and 0 without a record.
 const unsigned char* mvPropertyData(const PIProperty* inProperty, std::size_t* outBytes);
-/// Of the plug-in's own list, without asking it; null if it declares none.
+/// Whether it stands in the plug-in's own list, with or without a record.
+bool mvDeclares(const MVPlugin* inPlugin, std::uint32_t inKey);
+/// Of the plug-in's own list, without asking it; null if it declares none, or has answered that
+/// it has none.
 const PIProperty* mvDeclaredProperty(const MVPlugin* inPlugin, std::uint32_t inKey);
 /// The bits of 'AcpM'; 0 without it.
 std::uint8_t mvCapabilities(const MVPlugin* inPlugin);

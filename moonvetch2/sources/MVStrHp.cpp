@@ -50,8 +50,7 @@ MVResult mvAddPoolData(MVPoolHeap* ioHeap, const char* inData, std::size_t inLen
     if (inLength > kMVPoolHeapBlockBytes)
     {
         mvAssert("a string pool holds no string of more than 30000 bytes");
-        mvThrow(kMVOutOfMemoryError);
-        return kMVOutOfMemoryError;
+        return mvRaise(kMVOutOfMemoryError);
     }
     PoolHeapBlock* block = ioHeap->head;
     while (block != nullptr && block->bytesLeft < inLength)

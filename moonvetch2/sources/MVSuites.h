@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "MoonVetch/Host.h"
 
@@ -32,13 +33,20 @@ struct MVSUAS
 bool operator<(const MVSAS& inLeft, const MVSAS& inRight) noexcept;
 bool operator<(const MVSUAS& inLeft, const MVSUAS& inRight) noexcept;
 
-struct MVSuiteSearch; ///< a name and version that was looked for in vain
+/// A name and version that was looked for in vain.
+struct MVSuiteSearch
+{
+    MVSuiteSearch* next;
+    MVWString name;
+    std::int32_t apiVersion;
+};
 
 /// Plain heap memory, as the nodes of its maps.
 struct MVSuiteList
 {
     std::map<MVSAS, MVSuite*> suites;
     std::map<MVSUAS, std::int32_t> highest; ///< internal version
+    std::vector<MVSuite*> seconds;          ///< records of a key that was there already
     MVSuiteSearch* searchedFor;
     std::uint32_t count;
     std::uint32_t stamp; ///< changes at each addition

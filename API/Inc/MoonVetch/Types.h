@@ -83,6 +83,8 @@ enum
     kMVBlockDebugOffError = 0x214E626C,             /* '!Nbl' */
     kMVPathError = 0x66626172,                      /* 'fbar' */
     kMVPurgedResult = 0x70466C73,                   /* 'pFls': something was freed; no failure */
+    /* 'PExc': what the host answers for a plug-in when a C++ exception came out of its entry. */
+    kMVPluginThrewError = 0x50457863,
     kMVOutOfMemoryError = -148
 };
 

@@ -1,0 +1,496 @@
+#include "MVAccess.h"
+
+#include <cstring>
+
+#include "MVAdapts.h"
+#include "MVHost.h"
+#include "MVInterf.h"
+#include "MVPlugs.h"
+#include "MVProps.h"
+#include "MVRecord.h"
+#include "MVThread.h"
+#include "MVWalk.h"
+#include "edge/MVEAcces.h"
+#include "edge/MVEFiles.h"
+
+static_assert(sizeof(MVAccessMessage) == 40);
+static_assert(offsetof(MVAccessMessage, accessPhase) == 32);
+
+constinit MVAccess* firstAccess = nullptr;
+constinit std::int32_t countAccess = 0;
+
+namespace
+{
+
+constinit MVAccess* sDropped = nullptr;
+constinit MVURL* sMainBundle = nullptr; // taken once, and held for the life of the process
+
+void linkAccess(MVAccess*& ioHead, MVAccess* inAccess)
+{
+    inAccess->next = ioHead;
+    ioHead = inAccess;
+}
+
+bool unlinkAccess(MVAccess*& ioHead, const MVAccess* inAccess)
+{
+    MVAccess** link = &ioHead;
+    while (*link != nullptr && *link != inAccess)
+        link = &(*link)->next;
+    if (*link == nullptr)
+        return false;
+    *link = inAccess->next;
+    return true;
+}
+
+MVAccess* findAccess(const MVPlugin* inPlugin)
+{
+    MVAccess* access = firstAccess;
+    while (access != nullptr && access->plugin != inPlugin)
+        access = access->next;
+    return access;
+}
+
+bool isListed(const MVAccess* inAccess)
+{
+    const MVAccess* access = firstAccess;
+    while (access != nullptr && access != inAccess)
+        access = access->next;
+    return access != nullptr;
+}
+
+MVResult allocateAccess(MVPlugin* inPlugin, MVAccess** outAccess)
+{
+    const MVResult result = mvIntAllocateRecord("an MVAccess", outAccess);
+    if (result != kMVNoError)
+        return result;
+    (*outAccess)->plugin = inPlugin;
+    (*outAccess)->lastWalk = gMVWalks;
+    return kMVNoError;
+}
+
+void listAcquired(MVAccess* ioAccess)
+{
+    ++ioAccess->count;
+    linkAccess(firstAccess, ioAccess);
+    ++countAccess;
+}
+
+// Of a delivery and what was answered, the first that is no success. An answer is raised, a delivery has been.
+MVResult raiseAnswer(MVResult inDelivery, MVResult inAnswer)
+{
+    if (inDelivery != kMVNoError || inAnswer == kMVNoError)
+        return inDelivery;
+    return mvRaise(inAnswer);
+}
+
+// An access whose plug-in refuses "Reload" stays on the list, and the next acquire finds it there.
+MVResult reload(MVAccess* ioAccess)
+{
+    MVResult answer = kMVNoError;
+    const MVResult sent = sendAccessMessage(ioAccess, gPSkMVAccessReloadSelector, &answer);
+    const MVResult result = raiseAnswer(sent, answer);
+    if (result != kMVNoError)
+        --ioAccess->count;
+    return result;
+}
+
+void markIfNotLoaded(MVPlugin* ioPlugin, MVResult inResult)
+{
+    if (inResult == kMVCantAcquirePluginError)
+        ioPlugin->flags |= kMVPluginFlag_Broken;
+}
+
+MVResult acquireNative(MVPlugin* ioPlugin, MVAccess** outAccess)
+{
+    MVAccess* access = nullptr;
+    MVResult result = allocateAccess(ioPlugin, &access);
+    if (result != kMVNoError)
+        return result;
+    result = mvEdgeCreateAccess(ioPlugin, access);
+    if (result != kMVNoError)
+    {
+        mvIntFreeBlock(access);
+        markIfNotLoaded(ioPlugin, result);
+        return result;
+    }
+    listAcquired(access);
+    result = reload(access);
+    if (result == kMVNoError)
+        *outAccess = access;
+    return result;
+}
+
+MVResult sendThroughAdapter(MVPlugin* inPlugin, MVWString inAdaptersSelector, const char* inCaller,
+                            const char* inSelector, void* ioMessage, MVResult* outAnswer)
+{
+    MVAdaptersMessage message = {};
+    message.plugin = inPlugin;
+    message.caller = inCaller;
+    message.selector = inSelector;
+    message.message = ioMessage;
+    return mvSendToAdapterHost(inPlugin->adapter, inAdaptersSelector, message, outAnswer);
+}
+
+MVResult reloadThroughAdapter(MVPlugin* ioPlugin)
+{
+    MVAccessMessage message = {};
+    MVResult result = MVSetupMessageData(ioPlugin, &message.data);
+    if (result != kMVNoError)
+        return result;
+    MVResult answer = kMVNoError;
+    result = sendThroughAdapter(ioPlugin, gPSkMVAdaptersSendMessageSelector, gPSkMVAccessCaller,
+                                gPSkMVAccessReloadSelector, &message, &answer);
+    MVEmptyMessageData(ioPlugin, &message.data);
+    return raiseAnswer(result, answer);
+}
+
+MVResult acquireForeign(MVPlugin* ioPlugin, MVAccess** outAccess)
+{
+    if (ioPlugin->adapter == nullptr || ioPlugin->adapter->hostPlugin == nullptr)
+        return mvRaise(kMVCantAcquirePluginError);
+    MVResult answer = kMVNoError;
+    const MVResult sent = sendThroughAdapter(ioPlugin, gPSkMVAdaptersLoadPluginSelector, nullptr,
+                                             nullptr, nullptr, &answer);
+    MVResult result = raiseAnswer(sent, answer);
+    markIfNotLoaded(ioPlugin, result);
+    if (result == kMVNoError)
+        result = reloadThroughAdapter(ioPlugin);
+    if (result == kMVNoError)
+        result = allocateAccess(ioPlugin, outAccess);
+    if (result == kMVNoError)
+        listAcquired(*outAccess);
+    return result;
+}
+
+std::int32_t accessPhase(const MVPlugin* inPlugin)
+{
+    if ((inPlugin->flags & kMVPluginFlag_Started) != 0)
+        return kMVAccessPhase_Started;
+    const bool ends = gGeneralAccessPoint == kMVAccessPhase_Shutdown ||
+                      gGeneralAccessPoint == kMVAccessPhase_Disposal;
+    return ends ? gGeneralAccessPoint : kMVAccessPhase_BeforeStartup;
+}
+
+MVResult callForAccess(MVAccess* inAccess, MVWString inSelector, MVResult* outAnswer)
+{
+    MVPlugin* plugin = inAccess->plugin;
+    MVAccessMessage message = {};
+    mvFillMessageData(plugin, &message.data);
+    message.accessPhase = accessPhase(plugin);
+    MVPlugin* const before = gMVCurrentPlugin;
+    const MVResult result =
+        MVCallPlugin(inAccess, gPSkMVAccessCaller, inSelector, &message, outAnswer);
+    gMVCurrentPlugin = before;
+    return result == kMVNoError ? MVEmptyMessageData(plugin, &message.data) : result;
+}
+
+MVResult unload(MVAccess* ioAccess)
+{
+    MVPlugin* plugin = ioAccess->plugin;
+    MVResult answer = kMVNoError;
+    const MVResult sent = sendAccessMessage(ioAccess, gPSkMVAccessUnloadSelector, &answer);
+    const MVResult result = raiseAnswer(sent, answer);
+    if (result != kMVNoError)
+        return result;
+    if (mvIsNative(plugin))
+        return mvEdgeDestroyAccess(ioAccess);
+    return sendThroughAdapter(plugin, gPSkMVAdaptersReleasePluginSelector, nullptr, nullptr,
+                              nullptr, &answer);
+}
+
+// Only those in files go by what they declare: what is in the program stays.
+bool isOfType(const MVPlugin* inPlugin, kMVAdapterDisposeType inType)
+{
+    if (inType == kMVAdapterDisposeType_Unused)
+        return true;
+    if (inPlugin->hostEntry != nullptr)
+        return false;
+    const bool early = mvDeclares(inPlugin, kMVProperty_StartsEarly);
+    return early == (inType == kMVAdapterDisposeType_StartsEarly);
+}
+
+MVResult flushOne(MVFlushProc inFlushProc, MVAccess* inAccess, kMVAdapterDisposeType inType,
+                  std::int32_t* ioFlushed)
+{
+    if (inType == kMVAdapterDisposeType_Unused && inAccess->count != 0)
+        return kMVNoError;
+    std::int32_t flush = 0;
+    MVResult result = inFlushProc(gPSkMVFlushAccessType, inAccess, &flush);
+    // Whoever was asked may have had it flushed already.
+    const bool goes = result == kMVNoError && flush != 0 && isListed(inAccess) &&
+                      isOfType(inAccess->plugin, inType);
+    if (!goes)
+        return result;
+    result = mvDestroyAccess(inAccess);
+    if (result == kMVNoError)
+        ++*ioFlushed;
+    return result;
+}
+
+// They are in no list that is searched from now on: the next acquire of such a plug-in makes a new access.
+void dropStanding()
+{
+    while (firstAccess != nullptr)
+    {
+        MVAccess* access = firstAccess;
+        firstAccess = access->next;
+        linkAccess(sDropped, access);
+    }
+}
+
+MVURL* hostBundle()
+{
+    if (gMVHostBundle != nullptr)
+        return gMVHostBundle;
+    if (sMainBundle == nullptr)
+        sMainBundle = mvEdgeCopyMainBundleURL();
+    return sMainBundle;
+}
+
+// What the caller's handle points to takes the bundle behind its first word.
+void writeHandle(const MVAccess* inAccess, void** ioHandle)
+{
+    if (inAccess->fileAccess != nullptr)
+        *ioHandle = nullptr;
+    else if (inAccess->plugin->hostData != nullptr)
+        *ioHandle = inAccess->plugin->hostData;
+    else if (*ioHandle != nullptr)
+    {
+        MVURL* const bundle = hostBundle();
+        std::memcpy(static_cast<unsigned char*>(*ioHandle) + 8, &bundle, sizeof bundle);
+    }
+}
+
+} // namespace
+
+MVResult mvDefaultFlush(const char*, MVAccess*, std::int32_t* outFlush)
+{
+    *outFlush = 1;
+    return kMVNoError;
+}
+
+MVResult mvFlushAccesses(MVFlushProc inFlushProc, std::int32_t* outFlushed,
+                         kMVAdapterDisposeType inType)
+{
+    *outFlushed = 0;
+    const MVFlushProc flushProc = inFlushProc != nullptr ? inFlushProc : mvDefaultFlush;
+    const std::uint64_t walk = mvBeginWalk();
+    while (MVAccess* access = mvNextInWalk(firstAccess, walk))
+    {
+        const MVResult result = flushOne(flushProc, access, inType, outFlushed);
+        if (result != kMVNoError)
+            return result;
+    }
+    mvFreeDroppedAccesses(false);
+    dropStanding();
+    return mvEdgeFlushAccess(outFlushed);
+}
+
+void mvFreeDroppedAccesses(bool inHeldToo)
+{
+    for (MVAccess* access = sDropped; access != nullptr;)
+    {
+        MVAccess* next = access->next;
+        const bool held = access->count > 0 && !inHeldToo;
+        if (!held && access->callsUnderWay == 0 && access->state != kMVAccessState_Unloading)
+        {
+            if (access->state == kMVAccessState_Loaded)
+            {
+                mvEdgeDestroyAccess(access);
+                --countAccess;
+            }
+            unlinkAccess(sDropped, access);
+            mvIntFreeBlock(access);
+        }
+        access = next;
+    }
+}
+
+namespace
+{
+
+void forgetIn(MVAccess*& ioHead, const MVPlugin* inPlugin)
+{
+    for (MVAccess* access = ioHead; access != nullptr;)
+    {
+        MVAccess* next = access->next;
+        if (access->plugin == inPlugin)
+        {
+            if (access->state != kMVAccessState_Unloaded)
+                --countAccess;
+            access->state = kMVAccessState_Unloaded;
+            mvEdgeDestroyAccess(access);
+            access->plugin = nullptr;
+            unlinkAccess(ioHead, access);
+            linkAccess(sDropped, access);
+        }
+        access = next;
+    }
+}
+
+} // namespace
+
+void mvForgetAccessesOf(const MVPlugin* inPlugin)
+{
+    forgetIn(sDropped, inPlugin);
+    forgetIn(firstAccess, inPlugin);
+    mvFreeDroppedAccesses(false);
+    if (gMVCurrentPlugin == inPlugin)
+        gMVCurrentPlugin = nullptr;
+}
+
+MVResult mvDestroyAccess(MVAccess* inAccess)
+{
+    if (inAccess->callsUnderWay != 0 || inAccess->state != kMVAccessState_Loaded)
+        return kMVAlreadyInMessageError;
+    inAccess->state = kMVAccessState_Unloading;
+    const MVResult result = unload(inAccess);
+    inAccess->state = result == kMVNoError ? kMVAccessState_Unloaded : kMVAccessState_Loaded;
+    if (result != kMVNoError)
+        return result;
+    if (!unlinkAccess(firstAccess, inAccess))
+        unlinkAccess(sDropped, inAccess);
+    --countAccess;
+    if (inAccess->count <= 0)
+        return mvIntFreeBlock(inAccess);
+    linkAccess(sDropped, inAccess);
+    return kMVNoError;
+}
+
+MVResult sendAccessMessage(MVAccess* inAccess, MVWString inSelector, MVResult* outAnswer)
+{
+    *outAnswer = kMVNoError;
+    MVPlugin* plugin = inAccess->plugin;
+    if ((plugin->flags & (kMVPluginFlag_InAccessMessage | kMVPluginFlag_InMessage)) != 0)
+        return kMVAlreadyInMessageError;
+    plugin->flags |= kMVPluginFlag_InAccessMessage;
+    const MVResult result = callForAccess(inAccess, inSelector, outAnswer);
+    plugin->flags &= static_cast<std::uint8_t>(~kMVPluginFlag_InAccessMessage);
+    return result;
+}
+
+MVResult MVAcquirePlugin(MVPlugin* plugin, MVAccess** out)
+{
+    MV_ONE_THREAD();
+    if (out == nullptr)
+        return kMVBadParameterError;
+    *out = nullptr;
+    if (plugin == nullptr)
+        return kMVBadParameterError;
+    if (mvIsUnderV1Adapter(plugin))
+        return mvRaise(kMVNeedsNativeAdapterError);
+    MVAccess* access = findAccess(plugin);
+    if (access == nullptr)
+        return mvIsNative(plugin) ? acquireNative(plugin, out) : acquireForeign(plugin, out);
+    unlinkAccess(firstAccess, access);
+    linkAccess(firstAccess, access);
+    ++access->count;
+    *out = access;
+    return kMVNoError;
+}
+
+MVResult MVReleasePlugin(MVAccess* access)
+{
+    MV_ONE_THREAD();
+    if (access == nullptr)
+        return kMVBadParameterError;
+    if (access->count < 1)
+        return mvRaise(kMVAlreadyReleasedError);
+    --access->count;
+    return kMVNoError;
+}
+
+// Without an adapter or its host the plug-in stays the current one.
+MVResult MVCallPlugin(MVAccess* access, const char* caller, const char* selector, void* message,
+                      MVResult* result)
+{
+    MV_ONE_THREAD();
+    if (result == nullptr)
+        return kMVBadParameterError;
+    *result = kMVNoError;
+    if (access == nullptr || access->plugin == nullptr)
+        return kMVBadParameterError;
+    MVPlugin* plugin = access->plugin;
+    MVPlugin* const before = gMVCurrentPlugin;
+    gMVCurrentPlugin = plugin;
+    const bool native = mvIsNative(plugin);
+    if (!native && (plugin->adapter == nullptr || plugin->adapter->hostPlugin == nullptr))
+        return mvRaise(kMVCantAcquirePluginError);
+    ++access->callsUnderWay;
+    const MVResult called = native ? mvEdgeCallPlugin(access, caller, selector, message, result)
+                                   : sendThroughAdapter(plugin, gPSkMVAdaptersSendMessageSelector,
+                                                        caller, selector, message, result);
+    --access->callsUnderWay;
+    gMVCurrentPlugin = before;
+    return called;
+}
+
+MVResult MVGetPluginAccess(MVPlugin* plugin, MVAccess** out)
+{
+    MV_ONE_THREAD();
+    if (out == nullptr)
+        return kMVBadParameterError;
+    *out = nullptr;
+    if (gMVHostProcs->getPluginAccess != nullptr &&
+        gMVHostProcs->getPluginAccess(plugin, out) == kMVNoError)
+        return kMVNoError;
+    *out = findAccess(plugin);
+    return kMVNoError;
+}
+
+MVResult MVGetAccessPlugin(MVAccess* access, MVPlugin** out)
+{
+    MV_ONE_THREAD();
+    return mvGetField(access, &MVAccess::plugin, out);
+}
+
+MVResult MVGetAccessEntry(MVAccess* access, MVPluginEntry* out)
+{
+    MV_ONE_THREAD();
+    return mvGetField(access, &MVAccess::entry, out);
+}
+
+MVResult MVGetAccessCount(MVAccess* access, int32_t* out)
+{
+    MV_ONE_THREAD();
+    return mvGetField(access, &MVAccess::count, out);
+}
+
+MVResult MVGetAccessInfo(MVAccess* access, MVAccessInfo* out)
+{
+    MV_ONE_THREAD();
+    if (access == nullptr || access->plugin == nullptr || out == nullptr)
+        return kMVBadParameterError;
+    writeHandle(access, &out->handle);
+    out->resourceAccess = access->plugin->resourceAccess;
+    out->lastAccessTicks = access->lastAccessTicks;
+    return kMVNoError;
+}
+
+MVResult MVGetPluginResourceAccess(MVPlugin* plugin, void** out)
+{
+    MV_ONE_THREAD();
+    return mvGetField(plugin, &MVPlugin::resourceAccess, out);
+}
+
+MVResult MVSetPluginResourceAccess(MVPlugin* plugin, void* resourceAccess)
+{
+    MV_ONE_THREAD();
+    return mvSetField(plugin, &MVPlugin::resourceAccess, resourceAccess);
+}
+
+MVResult MVGetCurrentPlugin(MVPlugin** out)
+{
+    MV_ONE_THREAD();
+    if (out == nullptr)
+        return kMVBadParameterError;
+    *out = gMVCurrentPlugin;
+    return kMVNoError;
+}
+
+MVResult MVSetCurrentPlugin(MVPlugin* plugin)
+{
+    MV_ONE_THREAD();
+    gMVCurrentPlugin = plugin;
+    return kMVNoError;
+}

@@ -1,0 +1,74 @@
+#include "MVCaches.h"
+
+#include "MVAccess.h"
+#include "MVAdapts.h"
+#include "MVHost.h"
+#include "MVProps.h"
+#include "MVThread.h"
+#include "MVWalk.h"
+
+namespace
+{
+
+bool isLoaded(MVPlugin* inPlugin)
+{
+    MVAccess* access = nullptr;
+    return inPlugin != nullptr && MVGetPluginAccess(inPlugin, &access) == kMVNoError &&
+           access != nullptr;
+}
+
+MVResult flushAdapter(MVAdapter* inAdapter, MVFlushProc inFlushProc, std::int32_t* outFlushed)
+{
+    MVAdaptersMessage message = {};
+    message.plugin = inAdapter->hostPlugin;
+    message.flushProc = inFlushProc;
+    MVResult answer = kMVNoError;
+    const MVResult result =
+        mvSendToAdapterHost(inAdapter, gPSkMVAdaptersFlushSelector, message, &answer);
+    *outFlushed = result == kMVNoError ? message.flushed : 0;
+    return result;
+}
+
+} // namespace
+
+MVResult MVFlushCaches(MVFlushProc flushProc, int32_t* flushed)
+{
+    MV_ONE_THREAD();
+    if (flushed == nullptr)
+        return kMVBadParameterError;
+    *flushed = 0;
+    if (gMVAdapters == nullptr)
+        return kMVNoError;
+    MVResult last = kMVNoError;
+    const std::uint64_t walk = mvBeginWalk();
+    while (MVAdapter* adapter = mvNextInWalk(gMVAdapters->head, walk))
+    {
+        if (!isLoaded(adapter->hostPlugin))
+            continue;
+        last = flushAdapter(adapter, flushProc != nullptr ? flushProc : &mvDefaultFlush, flushed);
+        if (last != kMVNoError && last != kMVAlreadyInMessageError)
+            return last;
+        if (*flushed != 0)
+            return kMVNoError;
+    }
+    return last;
+}
+
+MVResult mvFlushPluginCaches(std::int32_t* outFlushed)
+{
+    *outFlushed = 0;
+    MVResult answer = kMVNoError;
+    const std::uint64_t walk = mvBeginWalk();
+    while (MVAccess* access = mvNextInWalk(firstAccess, walk))
+    {
+        if ((mvCapabilities(access->plugin) & kMVCapability_Purges) == 0)
+            continue;
+        const MVResult result = MVSendMessage(access->plugin, gPSkMVCacheCaller,
+                                              gPSkMVPluginPurgeCachesSelector, nullptr, &answer);
+        if (result != kMVNoError)
+            return result;
+    }
+    if (answer == kMVPurgedResult)
+        ++*outFlushed;
+    return kMVNoError;
+}
