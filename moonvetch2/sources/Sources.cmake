@@ -19,6 +19,7 @@ target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVThread.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/edge/MVEAcces.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/edge/MVEFiles.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/edge/MVELoad.cpp)
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/edge/MVEPlugs.cpp)
 
 # With block debug on, records begin at multiples of 4 only, as all blocks then do. That is the layout of blocks,
 # and this machine reads it well.

@@ -1,4 +1,5 @@
 // What the macros of Properties.h put into a file, byte by byte.
+#include <RiverKit/MoonVetch/Host.h>
 #include <RiverKit/MoonVetch/MoonVetch.h>
 
 #include <cstring>
@@ -109,6 +110,11 @@ TEST(PropertiesMacros, OwnPropertiesHaveTheirKeys)
     EXPECT_EQ(3u, records[6].property.propertyID);
     EXPECT_EQ(std::string("own\0", 4), Data(6));
     EXPECT_EQ(Word(-1), Data(7));
+}
+
+TEST(PropertiesMacros, TheListPassesTheCheckThatFilesPass)
+{
+    EXPECT_EQ(kMVNoError, MVCheckPropertyList(&MVPluginProperties, sizeof MVPluginProperties));
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 /* Every kind of property. */
-#include <RiverKit/MoonVetch/MoonVetch.h>
+#include "Answer.h"
 
 MV_PLUGIN_PROPERTIES(MV_PLUGIN_NAME("Declared"), MV_PLUGIN_ENTRY("DeclaredMain"),
                      MV_PLUGIN_CAPABILITIES(kMVCapability_SkipShutdown),
@@ -9,6 +9,6 @@ MV_PLUGIN_PROPERTIES(MV_PLUGIN_NAME("Declared"), MV_PLUGIN_ENTRY("DeclaredMain")
 
 MV_ENTRY(DeclaredMain)(const char* caller, const char* selector, void* message)
 {
-    (void)caller, (void)selector, (void)message;
-    return 77;
+    (void)selector, (void)message;
+    return Answer(caller, 77);
 }

@@ -1,9 +1,10 @@
 // The same macros in C++.
-#include <RiverKit/MoonVetch/MoonVetch.h>
+#include "Answer.h"
 
 MV_PLUGIN_PROPERTIES(MV_PLUGIN_NAME("Declared in C++"), MV_PLUGIN_ENTRY("CppMain"));
 
-MV_ENTRY(CppMain)(const char*, const char*, void*)
+MV_ENTRY(CppMain)(const char* caller, const char* selector, void* message)
 {
-    return 78;
+    (void)selector, (void)message;
+    return Answer(caller, 78);
 }

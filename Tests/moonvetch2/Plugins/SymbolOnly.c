@@ -1,5 +1,5 @@
 /* Properties as an object that is exported, in no section of their own. */
-#include <RiverKit/MoonVetch/MoonVetch.h>
+#include "Answer.h"
 
 struct Records
 {
@@ -19,6 +19,6 @@ const struct Records MVPluginProperties = {{1, 2},
 
 MV_ENTRY(PluginMain)(const char* caller, const char* selector, void* message)
 {
-    (void)caller, (void)selector, (void)message;
-    return 79;
+    (void)selector, (void)message;
+    return Answer(caller, 79);
 }

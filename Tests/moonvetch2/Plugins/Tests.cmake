@@ -22,3 +22,6 @@ foreach(target IN LISTS plugin_targets)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Werror)
   add_dependencies(rk_plugin_samples ${target})
 endforeach()
+
+rk_add_tests(PluginFilesTests LABELS plugins LIBRARIES rk_plugin_samples rk_code_samples SOURCES
+  ${here}/ExamplesTest.cpp ${here}/PluginFilesTest.cpp)
