@@ -18,3 +18,12 @@ rk_add_plugin_tests(PluginTests LABELS plugins SOURCES
 rk_add_plugin_tests(PluginInternalTests LABELS plugins INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/MessagesTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/StartupTest.cpp)
+rk_add_plugin_tests(PluginHostTests LABELS plugins SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/BasicSuiteTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/BuiltInSuitesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/CachesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/HostLifeTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RuntimeTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SuitesTest.cpp)
+rk_add_plugin_tests(PluginHostInternalTests LABELS plugins INTERNAL SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/BootTest.cpp)

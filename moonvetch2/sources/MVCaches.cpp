@@ -10,6 +10,8 @@
 namespace
 {
 
+constinit bool sPurging = false;
+
 bool isLoaded(MVPlugin* inPlugin)
 {
     MVAccess* access = nullptr;
@@ -27,6 +29,22 @@ MVResult flushAdapter(MVAdapter* inAdapter, MVFlushProc inFlushProc, std::int32_
         mvSendToAdapterHost(inAdapter, gPSkMVAdaptersFlushSelector, message, &answer);
     *outFlushed = result == kMVNoError ? message.flushed : 0;
     return result;
+}
+
+// The answer is that of the last one.
+MVResult purgePlugins(MVResult* outAnswer)
+{
+    const std::uint64_t walk = mvBeginWalk();
+    while (MVAccess* access = mvNextInWalk(firstAccess, walk))
+    {
+        if ((mvCapabilities(access->plugin) & kMVCapability_Purges) == 0)
+            continue;
+        const MVResult result = MVSendMessage(access->plugin, gPSkMVCacheCaller,
+                                              gPSkMVPluginPurgeCachesSelector, nullptr, outAnswer);
+        if (result != kMVNoError)
+            return result;
+    }
+    return kMVNoError;
 }
 
 } // namespace
@@ -54,21 +72,17 @@ MVResult MVFlushCaches(MVFlushProc flushProc, int32_t* flushed)
     return last;
 }
 
+// A plug-in may run out of memory while it purges, and flush in its turn: then nobody is asked anew.
 MVResult mvFlushPluginCaches(std::int32_t* outFlushed)
 {
     *outFlushed = 0;
+    if (sPurging)
+        return kMVNoError;
+    sPurging = true;
     MVResult answer = kMVNoError;
-    const std::uint64_t walk = mvBeginWalk();
-    while (MVAccess* access = mvNextInWalk(firstAccess, walk))
-    {
-        if ((mvCapabilities(access->plugin) & kMVCapability_Purges) == 0)
-            continue;
-        const MVResult result = MVSendMessage(access->plugin, gPSkMVCacheCaller,
-                                              gPSkMVPluginPurgeCachesSelector, nullptr, &answer);
-        if (result != kMVNoError)
-            return result;
-    }
-    if (answer == kMVPurgedResult)
+    const MVResult result = purgePlugins(&answer);
+    sPurging = false;
+    if (result == kMVNoError && answer == kMVPurgedResult)
         ++*outFlushed;
-    return kMVNoError;
+    return result;
 }
