@@ -12,6 +12,7 @@
 #include "RKFileManager.h"
 #include "RKVolumeUtilities.h"
 #include "RiverKitServer.h"
+#include "SDKSupport/MoonVetch.h"
 #include "ZOR/Foundation.h"
 #include "ZOR/Impl.h"
 #include "ZORMessaging/Station.h"
@@ -65,15 +66,14 @@ void RegisterStressMediaVector()
         &qelcore::console::CommandRegistrar<Command>::CreateCommand);
 }
 
-// Both orders are contract, and neither is the mirror of the other. What is still to come has its
-// place marked by a comment.
+// Both orders are contract, and neither is the mirror of the other.
 constexpr Step kStartSteps[] = {
     {"ZOR::Foundation::Initialize", &ZOR::Foundation::Initialize},
     {"ZOR::Messaging::Initialize", &ZOR::Messaging::Initialize},
     {"RK::FileManager::Startup", &FileManager::Startup},
     {"RK::MediaManager::Startup", &MediaManager::Startup},
     {"RK::DirectoryChangeMonitor::Initialize", &DirectoryChangeMonitor::Initialize},
-    // RK::SDKSupport::Initialize
+    {"RK::SDKSupport::Initialize", &SDKSupport::Initialize},
     {"InstallFileBufferFactory", &InstallFileBufferFactory},
     {"RK::VolumeUtilities::Startup", &VolumeUtilities::Startup},
     {"RegisterStressMediaVector", &RegisterStressMediaVector},
@@ -86,7 +86,7 @@ constexpr Step kStopSteps[] = {
     {"RK::MediaManager::Shutdown", &MediaManager::Shutdown},
     {"RK::FileManager::Shutdown", &FileManager::Shutdown},
     {"RK::DirectoryChangeMonitor::Terminate", &DirectoryChangeMonitor::Terminate},
-    // RK::SDKSupport::Terminate
+    {"RK::SDKSupport::Terminate", &SDKSupport::Terminate},
     {"ZOR::Messaging::Terminate", &ZOR::Messaging::Terminate},
     {"ZOR::Foundation::Terminate", &ZOR::Foundation::Terminate},
 };

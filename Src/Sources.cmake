@@ -1,5 +1,4 @@
-# In the order of set-up at load time, which is contract. A unit that is still to come has its place
-# marked by a comment.
+# In the order of set-up at load time, which is contract.
 target_sources(RiverKit PRIVATE
   Src/DataCacheInFilesystem.cpp
   Src/ErrorReport.cpp
@@ -15,7 +14,7 @@ target_sources(RiverKit PRIVATE
   Src/MediaManager/MediaManager.cpp
   Src/PixelAspectRatio/PixelAspectRatio.cpp
   Src/Renderable/RenderableCutlistFactory.cpp
-  # Src/SDKSupport/MoonVetch.cpp
+  Src/SDKSupport/MoonVetch.cpp
   Src/Commands/StressMediaVector.cpp
   # No set-up of their own, so in any order:
   Src/FontServerState.cpp

@@ -27,19 +27,21 @@ using testing::IsEmpty;
 
 using Steps = std::vector<std::string>;
 
-// What exists so far of the promised lists.
+// The promised lists.
 const Steps kStart = {"ZOR::Foundation::Initialize",
                       "ZOR::Messaging::Initialize",
                       "RK::FileManager::Startup",
                       "RK::MediaManager::Startup",
                       "RK::DirectoryChangeMonitor::Initialize",
+                      "RK::SDKSupport::Initialize",
                       "InstallFileBufferFactory",
                       "RK::VolumeUtilities::Startup",
                       "RegisterStressMediaVector"};
 const Steps kStop = {"RemoveFileBufferFactory",        "RK::VolumeUtilities::Shutdown",
                      "RK::DiskCacheManager::Shutdown", "RK::MediaManager::Shutdown",
                      "RK::FileManager::Shutdown",      "RK::DirectoryChangeMonitor::Terminate",
-                     "ZOR::Messaging::Terminate",      "ZOR::Foundation::Terminate"};
+                     "RK::SDKSupport::Terminate",      "ZOR::Messaging::Terminate",
+                     "ZOR::Foundation::Terminate"};
 
 Steps sSeen;
 
