@@ -7,6 +7,7 @@
 #include "MVRecord.h"
 #include "MVThread.h"
 #include "MVWalk.h"
+#include "edge/MVEAcces.h"
 
 namespace
 {
@@ -150,6 +151,8 @@ MVResult mvShutdownTermMVAdapter()
     const MVResult disposed =
         sendToBuiltInAdapter(gPSkMVAdaptersDisposeInfoSelector, mvDefaultFlush);
     mvFreeDroppedAccesses(true);
+    std::int32_t files = 0;
+    mvEdgeFlushAccess(&files);
     return shutDown != kMVNoError ? shutDown : disposed;
 }
 

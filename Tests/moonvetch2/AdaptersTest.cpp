@@ -1,0 +1,657 @@
+// Adapters: their list, their start and end, and plug-ins of another kind.
+#include "PluginsFixture.h"
+#include "edge/MVEAcces.h"
+
+namespace Testing
+{
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::StrEq;
+
+class AdapterListTest : public PluginsFixture
+{
+protected:
+    static MVAdapter* Find(const char* inName)
+    {
+        MVAdapter* adapter = nullptr;
+        EXPECT_EQ(kMVNoError, MVFindAdapter(nullptr, inName, &adapter));
+        return adapter;
+    }
+};
+
+TEST_F(AdapterListTest, TheBuiltInAdapterIsListedWithItsHost)
+{
+    MVAdapter* adapter = Find(kMVMoonVetch2Adapter);
+    ASSERT_EQ(gMV2Adapter, adapter);
+    MVPlugin* host = nullptr;
+    MVWString name = nullptr;
+    std::int32_t version = 0;
+    EXPECT_EQ(kMVNoError, MVGetAdapterHost(adapter, &host));
+    EXPECT_EQ(kMVNoError, MVGetAdapterName(adapter, &name));
+    EXPECT_EQ(kMVNoError, MVGetAdapterVersion(adapter, &version));
+    EXPECT_EQ(&mvAdapter, host->hostEntry);
+    EXPECT_THAT(name, StrEq(kMVMoonVetch2Adapter));
+    EXPECT_EQ(1, version);
+    EXPECT_EQ(0, adapter->flags);
+}
+
+TEST_F(AdapterListTest, AnUnknownAdapterIsNoError)
+{
+    EXPECT_EQ(nullptr, Find("Nobody's"));
+    EXPECT_EQ(nullptr, Find(nullptr));
+    EXPECT_THAT(app.thrown, IsEmpty());
+}
+
+TEST_F(AdapterListTest, WhatIsFoundGoesToTheHead)
+{
+    MVAdapter* one = AddAdapter(AddScripted(), "One");
+    MVAdapter* two = AddAdapter(AddScripted(), "Two");
+    EXPECT_EQ(two, gMVAdapters->head);
+    const std::uint32_t stamp = gMVAdapters->stamp;
+    EXPECT_EQ(one, Find("One"));
+    EXPECT_EQ(one, gMVAdapters->head);
+    EXPECT_EQ(two, one->next);
+    EXPECT_EQ(gMV2Adapter, two->next);
+    EXPECT_EQ(nullptr, gMV2Adapter->next);
+    EXPECT_EQ(stamp, gMVAdapters->stamp);
+}
+
+TEST_F(AdapterListTest, AnEqualOrOlderVersionIsRefused)
+{
+    ScriptedPlugin& host = AddScripted();
+    MVAdapter* first = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddAdapter(nullptr, host.plugin, "One", 5, &first));
+    for (const std::int32_t version : {5, 4, -1})
+    {
+        MVAdapter* adapter = first;
+        EXPECT_EQ(kMVAdapterExistsError,
+                  MVAddAdapter(nullptr, host.plugin, "One", version, &adapter));
+        EXPECT_EQ(nullptr, adapter);
+    }
+    EXPECT_EQ(3u, app.thrown.size());
+    EXPECT_EQ(2u, gMVAdapters->count);
+}
+
+TEST_F(AdapterListTest, ANewerVersionStandsBesideTheOlderRecordWhichItTakesOver)
+{
+    ScriptedPlugin& older = AddScripted();
+    ScriptedPlugin& newer = AddScripted();
+    MVAdapter* first = AddAdapter(older, "One");
+    first->started = 1;
+    AddAdapter(AddScripted(), "Other");
+    Declare(newer.plugin, kMVProperty_Adapter, Word(1));
+    MVAdapter* second = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddAdapter(nullptr, newer.plugin, "One", 2, &second));
+    EXPECT_EQ(second, gMVAdapters->head);
+    EXPECT_EQ(first, second->next);
+    EXPECT_EQ(first->name, second->name);
+    EXPECT_EQ(newer.plugin, first->hostPlugin);
+    EXPECT_EQ(2, first->version);
+    EXPECT_EQ(0u, first->started);
+    EXPECT_EQ(second, Find("One"));
+}
+
+TEST_F(AdapterListTest, AHostThatDeclaresNoAdapterMakesOneWithoutMessages)
+{
+    EXPECT_EQ(kMVAdapterFlag_V1, AddAdapter(AddScripted(), "Old", true)->flags);
+    EXPECT_EQ(0, AddAdapter(AddScripted(), "New")->flags);
+    MVAdapter* without = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddAdapter(nullptr, nullptr, "Without", 1, &without));
+    EXPECT_EQ(0, without->flags);
+}
+
+TEST_F(AdapterListTest, AnIteratorGivesEachAndIsOfNoUseOnceOneHasCome)
+{
+    MVAdapter* one = AddAdapter(AddScripted(), "One");
+    MVAdapterListIterator* iterator = nullptr;
+    ASSERT_EQ(kMVNoError, MVNewAdapterListIterator(nullptr, &iterator));
+    MVAdapter* adapter = nullptr;
+    EXPECT_EQ(kMVNoError, MVNextAdapter(iterator, &adapter));
+    EXPECT_EQ(one, adapter);
+    EXPECT_EQ(kMVNoError, MVNextAdapter(iterator, &adapter));
+    EXPECT_EQ(gMV2Adapter, adapter);
+    EXPECT_EQ(kMVNoError, MVNextAdapter(iterator, &adapter));
+    EXPECT_EQ(nullptr, adapter);
+    AddAdapter(AddScripted(), "Two");
+    EXPECT_EQ(kMVBadAdapterListIteratorError, MVNextAdapter(iterator, &adapter));
+    EXPECT_EQ(nullptr, adapter);
+    EXPECT_THAT(app.thrown, ElementsAre(kMVBadAdapterListIteratorError));
+    EXPECT_EQ(kMVNoError, MVDeleteAdapterListIterator(iterator));
+}
+
+TEST_F(AdapterListTest, AListOfOnesOwnIsApart)
+{
+    MVAdapterList* list = nullptr;
+    ASSERT_EQ(kMVNoError, MVAllocateAdapterList(nullptr, &list));
+    MVAdapter* adapter = nullptr;
+    EXPECT_EQ(kMVNoError, MVAddAdapter(list, nullptr, "Apart", 1, &adapter));
+    EXPECT_EQ(nullptr, Find("Apart"));
+    EXPECT_EQ(1u, list->count);
+    EXPECT_EQ(kMVNoError, MVFreeAdapterList(list));
+}
+
+TEST_F(AdapterListTest, ArgumentsThatAreMissingAreRefused)
+{
+    MVAdapter* adapter = nullptr;
+    EXPECT_EQ(kMVBadParameterError, MVAllocateAdapterList(nullptr, nullptr));
+    EXPECT_EQ(kMVBadParameterError, MVAddAdapter(nullptr, nullptr, nullptr, 1, &adapter));
+    EXPECT_EQ(kMVBadParameterError, MVAddAdapter(nullptr, nullptr, "One", 1, nullptr));
+    EXPECT_EQ(kMVBadParameterError, MVFindAdapter(nullptr, "One", nullptr));
+    EXPECT_EQ(kMVBadParameterError, MVNextAdapter(nullptr, &adapter));
+    EXPECT_EQ(kMVBadParameterError, MVGetAdapterHost(nullptr, nullptr));
+}
+
+const std::string kAdapterStart = "MV Adapters: Start up";
+const std::string kAdapterShutdown = "MV Adapters: Shut down";
+const std::string kAdapterDispose = "MV Adapters: Dispose info";
+
+class AdapterLifeTest : public AdapterListTest
+{
+protected:
+    /// Answers a selector of "MV Adapters".
+    static ScriptedPlugin::Answer At(const char* inSelector,
+                                     std::function<MVResult(MVAdaptersMessage&)> inAnswer)
+    {
+        return [=](const std::string& inCaller, const std::string& inSelected, void* ioMessage)
+        {
+            if (inCaller == kMVPropertiesCaller)
+                return MVResult{kMVNotImplementedError};
+            if (inCaller != kMVAdaptersCaller || inSelected != inSelector)
+                return MVResult{kMVNoError};
+            return inAnswer(*static_cast<MVAdaptersMessage*>(ioMessage));
+        };
+    }
+};
+
+TEST_F(AdapterLifeTest, EachStartAnewStartsTheAdapters)
+{
+    ScriptedPlugin& host = AddScripted();
+    MVAdapter* adapter = AddAdapter(host, "One");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    EXPECT_EQ(1u, adapter->started);
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    EXPECT_EQ(2u, host.Heard(kAdapterStart));
+}
+
+TEST_F(AdapterLifeTest, TheStartNamesTheAdapterAndNothingElse)
+{
+    ScriptedPlugin& host = AddScripted();
+    MVAdapter* adapter = AddAdapter(host, "One");
+    std::string rest;
+    host.answer = At(kMVAdaptersStartupSelector,
+                     [&](MVAdaptersMessage& ioMessage)
+                     {
+                         EXPECT_EQ(adapter, ioMessage.adapter);
+                         rest.assign(reinterpret_cast<const char*>(&ioMessage) + 40, 112);
+                         return kMVNoError;
+                     });
+    EXPECT_EQ(kMVNoError, mvStartupV1Adapters());
+    EXPECT_EQ(std::string(112, '\0'), rest);
+}
+
+TEST_F(AdapterLifeTest, AnAdapterMayStopTheStart)
+{
+    ScriptedPlugin& host = AddScripted();
+    ScriptedPlugin& next = AddScripted();
+    AddAdapter(next, "Next");
+    AddAdapter(host, "First");
+    host.answer = At(kMVAdaptersStartupSelector,
+                     [](MVAdaptersMessage&) { return kMVHostStoppedStartupError; });
+    EXPECT_EQ(kMVHostStoppedStartupError, mvStartupV1Adapters());
+    EXPECT_EQ(0u, next.Heard(kAdapterStart));
+    EXPECT_EQ(kMVNoError, MVStartupPlugins()) << "which is not passed on";
+}
+
+TEST_F(AdapterLifeTest, AnyOtherAnswerGoesOn)
+{
+    ScriptedPlugin& host = AddScripted();
+    ScriptedPlugin& next = AddScripted();
+    AddAdapter(next, "Next");
+    AddAdapter(host, "First");
+    host.answer = At(kMVAdaptersStartupSelector, [](MVAdaptersMessage&) { return kMVPathError; });
+    EXPECT_EQ(kMVNoError, mvStartupV1Adapters());
+    EXPECT_EQ(1u, next.Heard(kAdapterStart));
+}
+
+TEST_F(AdapterLifeTest, AHostInAMessageIsPassedOverAndIsTheResultIfItIsTheLast)
+{
+    gMV2Adapter->started = 1;
+    ScriptedPlugin& last = AddScripted();
+    ScriptedPlugin& first = AddScripted();
+    MVAdapter* lastAdapter = AddAdapter(last, "Last");
+    MVAdapter* firstAdapter = AddAdapter(first, "First");
+    first.plugin->flags |= kMVPluginFlag_InMessage;
+    EXPECT_EQ(kMVNoError, mvStartupV1Adapters());
+    EXPECT_EQ(1u, last.Heard(kAdapterStart));
+    EXPECT_EQ(1u, firstAdapter->started);
+    EXPECT_EQ(0u, first.Heard(kAdapterStart));
+    lastAdapter->started = 0;
+    last.plugin->flags |= kMVPluginFlag_InMessage;
+    EXPECT_EQ(kMVAlreadyInMessageError, mvStartupV1Adapters());
+}
+
+TEST_F(AdapterLifeTest, AnAdapterWhoseHostCannotBeReachedEndsTheStart)
+{
+    MVPlugin* missing =
+        AddListed("/missing.so", {RecordBytes(kMVProperty_CodeEntry, PascalString("")),
+                                  RecordBytes(kMVProperty_Adapter, Word(1))});
+    MVAdapter* adapter = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddAdapter(nullptr, missing, "Missing", 1, &adapter));
+    EXPECT_EQ(kMVCantAcquirePluginError, mvStartupV1Adapters());
+    EXPECT_EQ(1u, adapter->started);
+    adapter->started = 0; // or it would keep the host from ending
+}
+
+TEST_F(AdapterLifeTest, AdaptersThatAreAddedWhileOthersAreStartedAreStartedToo)
+{
+    ScriptedPlugin& host = AddScripted();
+    ScriptedPlugin& other = AddScripted();
+    int added = 0;
+    AddAdapter(other, "Other");
+    AddAdapter(host, "0");
+    host.answer = At(kMVAdaptersStartupSelector,
+                     [&](MVAdaptersMessage&)
+                     {
+                         MVAdapter* adapter = nullptr;
+                         return ++added < 20
+                                    ? MVAddAdapter(nullptr, host.plugin,
+                                                   std::to_string(added).c_str(), 1, &adapter)
+                                    : MVResult{kMVNoError};
+                     });
+    EXPECT_EQ(kMVNoError, mvStartupV1Adapters());
+    EXPECT_EQ(20, added);
+    EXPECT_EQ(1u, other.Heard(kAdapterStart));
+}
+
+TEST_F(AdapterLifeTest, NoneIsSkippedWhenThoseThatAreStartedLookOthersUp)
+{
+    const char* const names[] = {"One", "Two", "Three", "Four"};
+    std::vector<ScriptedPlugin*> hosts;
+    for (const char* name : names)
+    {
+        hosts.push_back(&AddScripted());
+        AddAdapter(*hosts.back(), name);
+    }
+    for (ScriptedPlugin* host : hosts)
+        host->answer = [&](const std::string& inCaller, const std::string&, void*)
+        {
+            for (const char* name : names)
+                EXPECT_NE(nullptr, Find(name));
+            return inCaller == kMVPropertiesCaller ? kMVNotImplementedError : kMVNoError;
+        };
+    EXPECT_EQ(kMVNoError, mvStartupV1Adapters());
+    EXPECT_EQ(kMVNoError, MVShutdownPlugins());
+    std::int32_t flushed = 0;
+    EXPECT_EQ(kMVNoError, MVFlushCaches(nullptr, &flushed));
+    for (ScriptedPlugin* host : hosts)
+    {
+        EXPECT_EQ(1u, host->Heard(kAdapterStart));
+        EXPECT_EQ(1u, host->Heard(kAdapterShutdown));
+    }
+}
+
+TEST_F(AdapterLifeTest, OnlyForeignAdaptersThatWereStartedAreShutDown)
+{
+    ScriptedPlugin& started = AddScripted();
+    ScriptedPlugin& idle = AddScripted();
+    ScriptedPlugin& plugin = AddScripted();
+    AddAdapter(started, "Started");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    AddAdapter(idle, "Idle");
+    EXPECT_EQ(kMVNoError, MVShutdownPlugins());
+    EXPECT_EQ(kMVAccessPhase_Shutdown, gGeneralAccessPoint);
+    EXPECT_EQ(1u, started.Heard(kAdapterShutdown));
+    EXPECT_EQ(0u, idle.Heard(kAdapterShutdown));
+    EXPECT_EQ(0u, plugin.Heard(kShutdown)) << "native plug-ins go down at the end";
+}
+
+TEST_F(AdapterLifeTest, TheEndDisposesOfForeignAdaptersAheadOfNativePlugins)
+{
+    std::vector<std::string> order;
+    ScriptedPlugin& host = AddScripted();
+    ScriptedPlugin& plugin = AddScripted();
+    AddAdapter(host, "One");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    const auto note = [&](const std::string& inCaller, const std::string& inSelector, void*)
+    {
+        order.push_back(inCaller + ": " + inSelector);
+        return kMVNoError;
+    };
+    host.answer = note;
+    plugin.answer = note;
+    EXPECT_EQ(kMVNoError, MVTerm());
+    ASSERT_FALSE(order.empty());
+    EXPECT_EQ(kAdapterDispose, order.front());
+    EXPECT_EQ(2, std::count(order.begin(), order.end(), kShutdown));
+    EXPECT_EQ(1, std::count(order.begin(), order.end(), kAdapterDispose));
+}
+
+TEST_F(AdapterLifeTest, AFailingDisposalKeepsTheHostUp)
+{
+    ScriptedPlugin& host = AddScripted();
+    MVAdapter* adapter = AddAdapter(host, "One");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    MVPlugin* const before = std::exchange(
+        adapter->hostPlugin, AddListed("/missing.so", {RecordBytes(kMVProperty_CodeEntry, "")}));
+    EXPECT_EQ(kMVCantAcquirePluginError, MVTerm());
+    EXPECT_EQ(1, MVInited());
+    adapter->hostPlugin = before;
+}
+
+class ShutdownTest : public AdapterLifeTest
+{
+protected:
+    static MVResult ShutDown(MVResult* outAnswer = nullptr)
+    {
+        MVAdaptersMessage message = {};
+        MVResult answer = kMVNoError;
+        const MVResult sent =
+            mvSendToAdapterHost(gMV2Adapter, gPSkMVAdaptersShutdownSelector, message, &answer);
+        if (outAnswer != nullptr)
+            *outAnswer = answer;
+        return sent;
+    }
+    void Order(ScriptedPlugin& ioPlugin, const std::string& inName)
+    {
+        ioPlugin.answer = [this, inName](const std::string&, const std::string& inSelector, void*)
+        {
+            if (inSelector == kMVInterfaceShutdownSelector)
+                mOrder.push_back(inName);
+            return kMVNoError;
+        };
+    }
+
+    std::vector<std::string> mOrder;
+};
+
+TEST_F(ShutdownTest, ThoseThatSupplySuitesGoDownLast)
+{
+    ScriptedPlugin& supplier = AddFile("/supplier.so");
+    ScriptedPlugin& user = AddFile("/user.so");
+    ScriptedPlugin& host = AddScripted();
+    MVSuite* suite = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddSuite(nullptr, host.plugin, "Suite", 1, 1, this, &suite));
+    ASSERT_EQ(kMVNoError, MVAddSuite(nullptr, supplier.plugin, "Other", 1, 1, this, &suite));
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    Order(supplier, "supplier");
+    Order(user, "user");
+    Order(host, "host");
+    EXPECT_EQ(kMVNoError, ShutDown());
+    EXPECT_THAT(mOrder, ElementsAre("user", "host", "supplier"));
+    EXPECT_EQ(kMVPluginFlag_StartupAnswered, user.plugin->flags);
+}
+
+TEST_F(ShutdownTest, UnusedCodeWithoutSuitesIsUnloadedAtOnceWithItsFile)
+{
+    ScriptedPlugin& plugin = AddFile("/a.so");
+    ScriptedPlugin& supplier = AddFile("/b.so");
+    MVSuite* suite = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddSuite(nullptr, supplier.plugin, "Suite", 1, 1, this, &suite));
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    EXPECT_EQ(2, fileAccessCount);
+    EXPECT_EQ(kMVNoError, ShutDown());
+    EXPECT_THAT(plugin.heard, ElementsAre(kReload, kStartup, kShutdown, kUnload));
+    EXPECT_THAT(supplier.heard, ElementsAre(kReload, kStartup, kShutdown));
+    EXPECT_EQ(1, fileAccessCount);
+}
+
+TEST_F(ShutdownTest, UsedCodeStaysLoaded)
+{
+    ScriptedPlugin& plugin = AddFile("/a.so");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    MVAccess* access = nullptr;
+    ASSERT_EQ(kMVNoError, MVAcquirePlugin(plugin.plugin, &access));
+    EXPECT_EQ(kMVNoError, ShutDown());
+    EXPECT_EQ(0u, plugin.Heard(kUnload));
+    EXPECT_EQ(kMVNoError, MVReleasePlugin(access));
+}
+
+TEST_F(ShutdownTest, WhoNeverAnsweredStartupIsNotToldOfTheEndUnlessItSuppliesSuites)
+{
+    ScriptedPlugin& plain = AddFile("/a.so");
+    ScriptedPlugin& supplier = AddFile("/b.so");
+    supplier.plugin->flags = kMVPluginFlag_ExportsSuites;
+    MVSetPluginStarted(plain.plugin, 1);
+    MVSetPluginStarted(supplier.plugin, 1);
+    EXPECT_EQ(kMVNoError, ShutDown());
+    EXPECT_THAT(plain.heard, IsEmpty());
+    EXPECT_EQ(1u, supplier.Heard(kShutdown));
+    EXPECT_EQ(0, plain.plugin->flags);
+}
+
+TEST_F(ShutdownTest, AnUndeliveredShutdownOfThoseWithoutSuitesEndsTheShutdown)
+{
+    ScriptedPlugin& behind = AddFile("/behind.so");
+    ScriptedPlugin& busy = AddFile("/busy.so");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    busy.plugin->flags |= kMVPluginFlag_InAccessMessage;
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError, ShutDown(&answer));
+    EXPECT_EQ(kMVAlreadyInMessageError, answer);
+    EXPECT_EQ(0u, behind.Heard(kShutdown));
+    EXPECT_EQ(0, busy.plugin->flags & kMVPluginFlag_Started);
+    busy.plugin->flags = 0;
+}
+
+TEST_F(ShutdownTest, AmongThoseWithSuitesABusyOneIsPassedOver)
+{
+    ScriptedPlugin& behind = AddFile("/behind.so");
+    ScriptedPlugin& busy = AddFile("/busy.so");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    for (ScriptedPlugin* plugin : {&behind, &busy})
+        plugin->plugin->flags |= kMVPluginFlag_ExportsSuites;
+    busy.plugin->flags |= kMVPluginFlag_InAccessMessage;
+    MVResult answer = kMVPathError;
+    EXPECT_EQ(kMVNoError, ShutDown(&answer));
+    EXPECT_EQ(kMVNoError, answer);
+    EXPECT_EQ(1u, behind.Heard(kShutdown));
+    busy.plugin->flags = 0;
+}
+
+TEST_F(ShutdownTest, DisposalFreesWhatPluginsDeclareAndReportsThePhase)
+{
+    ScriptedPlugin& plugin = AddFile("/a.so");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    EXPECT_EQ(kMVNoError, ShutDown());
+    MVAdaptersMessage message = {};
+    message.flushProc = mvDefaultFlush;
+    MVResult answer = kMVPathError;
+    EXPECT_EQ(kMVNoError, mvSendToAdapterHost(gMV2Adapter, gPSkMVAdaptersDisposeInfoSelector,
+                                              message, &answer));
+    EXPECT_EQ(kMVNoError, answer);
+    EXPECT_EQ(kMVAccessPhase_Disposal, gGeneralAccessPoint);
+    EXPECT_EQ(nullptr, plugin.plugin->propertyList);
+    EXPECT_EQ(nullptr, firstAccess);
+    MVAccess* access = nullptr;
+    EXPECT_EQ(kMVNeedsNativeAdapterError, MVAcquirePlugin(plugin.plugin, &access));
+}
+
+TEST_F(ShutdownTest, DisposalOfAPluginInAMessageEndsWithThatError)
+{
+    ScriptedPlugin& busy = AddFile("/busy.so");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    busy.plugin->flags |= kMVPluginFlag_InMessage;
+    MVAdaptersMessage message = {};
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError, mvSendToAdapterHost(gMV2Adapter, gPSkMVAdaptersDisposeInfoSelector,
+                                              message, &answer));
+    EXPECT_EQ(kMVAlreadyInMessageError, answer);
+    EXPECT_NE(nullptr, busy.plugin->propertyList);
+    busy.plugin->flags = 0;
+}
+
+TEST_F(ShutdownTest, WhatIsUnloadedMayGiveOthersBack_WhichGoInALaterRound)
+{
+    ScriptedPlugin& behind = AddFile("/behind.so");
+    ScriptedPlugin& holder = AddFile("/holder.so");
+    MVAccess* held = nullptr;
+    ASSERT_EQ(kMVNoError, MVAcquirePlugin(behind.plugin, &held));
+    EXPECT_EQ(kMVNoError, Send(holder, "A caller", "A selector"));
+    holder.answer = [&](const std::string&, const std::string& inSelector, void*)
+    {
+        return inSelector == kMVAccessUnloadSelector ? MVReleasePlugin(held) : MVResult{kMVNoError};
+    };
+    MVAdaptersMessage message = {};
+    message.flushProc = mvDefaultFlush;
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError, mvSendToAdapterHost(gMV2Adapter, gPSkMVAdaptersDisposeInfoSelector,
+                                              message, &answer));
+    EXPECT_EQ(1u, holder.Heard(kUnload));
+    EXPECT_EQ(1u, behind.Heard(kUnload)) << "which stood behind, in the same walk";
+    EXPECT_LE(2, message.flushed);
+}
+
+TEST_F(ShutdownTest, AboutOfTheBuiltInAdapterIsPassedOn)
+{
+    ScriptedPlugin& plugin = AddFile("/a.so", [](auto&&...) { return MVResult{kMVNoError}; });
+    plugin.answer = [](const std::string&, const std::string& inSelector, void*)
+    { return inSelector == kMVInterfaceAboutSelector ? kMVPathError : kMVNoError; };
+    MVAdaptersMessage message = {};
+    message.plugin = plugin.plugin;
+    MVResult answer = kMVPathError;
+    EXPECT_EQ(kMVNoError,
+              mvSendToAdapterHost(gMV2Adapter, gPSkMVAdaptersAboutSelector, message, &answer));
+    EXPECT_EQ(kMVNoError, answer);
+    EXPECT_EQ(kMVPathError, message.error);
+    EXPECT_EQ(1u, plugin.Heard("MV Interface: About"));
+}
+
+TEST_F(ShutdownTest, TheBuiltInAdapterAnswersOthersAndWhatItDoesNotKnowWithSuccess)
+{
+    MVAdaptersMessage message = {};
+    EXPECT_EQ(kMVNoError, mvAdapter("MV Adapters", gPSkMVAdaptersShutdownSelector, &message))
+        << "by text it is somebody else";
+    EXPECT_EQ(kMVNoError, mvAdapter(gPSkMVAdaptersCaller, "Shut down", &message));
+    EXPECT_EQ(kMVNoError,
+              mvAdapter(gPSkMVAdaptersCaller, gPSkMVAdaptersFindPropertySelector, nullptr));
+    EXPECT_EQ(kMVBadParameterError,
+              mvAdapter(gPSkMVAdaptersCaller, gPSkMVAdaptersFindPropertySelector, &message));
+}
+
+class ForeignPluginTest : public AdapterLifeTest
+{
+protected:
+    void SetUp() override
+    {
+        AdapterLifeTest::SetUp();
+        mHost = &AddScripted();
+        mAdapter = AddAdapter(*mHost, "Foreign");
+        mPlugin = AddListed("/script", {}, "Foreign");
+        mHost->heard.clear();
+        mHost->answer = [this](const std::string&, const std::string& inSelector, void* ioMessage)
+        {
+            auto& message = *static_cast<MVAdaptersMessage*>(ioMessage);
+            if (inSelector == kMVAdaptersSendMessageSelector)
+                return Hear(message);
+            if (inSelector != kMVAdaptersLoadPluginSelector)
+                return MVResult{kMVNoError};
+            EXPECT_EQ(mPlugin, message.plugin);
+            return mLoadAnswer;
+        };
+    }
+    MVResult Hear(MVAdaptersMessage& inMessage)
+    {
+        EXPECT_EQ(mPlugin, inMessage.plugin);
+        EXPECT_EQ(mAdapter, inMessage.adapter);
+        mHeard.push_back(std::string(inMessage.caller) + ": " + inMessage.selector);
+        EXPECT_EQ(mPlugin, static_cast<MVMessageData*>(inMessage.message)->self);
+        return mAnswer;
+    }
+
+    ScriptedPlugin* mHost = nullptr;
+    MVAdapter* mAdapter = nullptr;
+    MVPlugin* mPlugin = nullptr;
+    MVResult mLoadAnswer = kMVNoError;
+    MVResult mAnswer = kMVNoError;
+    std::vector<std::string> mHeard; ///< by the plug-in behind the adapter
+};
+
+TEST_F(ForeignPluginTest, ItIsLoadedAndCalledThroughItsAdapter)
+{
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError, MVSendMessage(mPlugin, "A caller", "A selector", nullptr, &answer));
+    EXPECT_THAT(mHeard, ElementsAre(kReload, "A caller: A selector"));
+    EXPECT_THAT(mHost->heard, ElementsAre("MV Adapters: Load plugin", "MV Adapters: Send message",
+                                          "MV Adapters: Send message"));
+    MVAccess* access = AccessOf(mPlugin);
+    ASSERT_NE(nullptr, access);
+    EXPECT_EQ(0, access->count);
+    EXPECT_EQ(nullptr, access->entry);
+    EXPECT_EQ(nullptr, access->fileAccess);
+}
+
+TEST_F(ForeignPluginTest, TheAdaptersAnswerIsThatOfThePlugin)
+{
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError, MVSendMessage(mPlugin, "A caller", "A selector", nullptr, &answer));
+    mAnswer = kMVPathError;
+    EXPECT_EQ(kMVNoError, MVSendMessage(mPlugin, "A caller", "A selector", nullptr, &answer));
+    EXPECT_EQ(kMVPathError, answer);
+}
+
+TEST_F(ForeignPluginTest, AnAdapterThatCannotLoadItBreaksIt)
+{
+    mLoadAnswer = kMVCantAcquirePluginError;
+    MVAccess* access = nullptr;
+    EXPECT_EQ(kMVCantAcquirePluginError, MVAcquirePlugin(mPlugin, &access));
+    EXPECT_EQ(nullptr, access);
+    EXPECT_TRUE(IsBroken(mPlugin));
+    EXPECT_THAT(app.thrown, ElementsAre(kMVCantAcquirePluginError));
+    EXPECT_THAT(mHeard, IsEmpty());
+}
+
+TEST_F(ForeignPluginTest, AnAdapterWithoutAHostCannotLoad)
+{
+    mAdapter->hostPlugin = nullptr;
+    MVAccess* access = nullptr;
+    EXPECT_EQ(kMVCantAcquirePluginError, MVAcquirePlugin(mPlugin, &access));
+    EXPECT_THAT(app.thrown, ElementsAre(kMVCantAcquirePluginError));
+    mAdapter->hostPlugin = mHost->plugin;
+}
+
+TEST_F(ForeignPluginTest, AFlushUnloadsItAndTellsTheAdapter)
+{
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError, MVSendMessage(mPlugin, "A caller", "A selector", nullptr, &answer));
+    mHost->heard.clear();
+    std::int32_t flushed = 0;
+    EXPECT_EQ(kMVNoError, mvFlushAccesses(nullptr, &flushed, kMVAdapterDisposeType_Unused));
+    EXPECT_EQ(kUnload, mHeard.back());
+    EXPECT_EQ(1u, mHost->Heard("MV Adapters: Release plugin"));
+    EXPECT_EQ(nullptr, AccessOf(mPlugin));
+}
+
+TEST_F(ForeignPluginTest, APropertyThatItDoesNotDeclareIsAskedOfItsAdapter)
+{
+    Declare(mPlugin, kMVProperty_Capabilities, std::string(1, 1));
+    AlignedBytes record(RecordBytes(0x61626364, "data"));
+    mHost->answer = At(kMVAdaptersFindPropertySelector,
+                       [&](MVAdaptersMessage& ioMessage)
+                       {
+                           EXPECT_EQ(mPlugin, ioMessage.plugin);
+                           EXPECT_EQ(0x61626364u, ioMessage.propertyKey);
+                           ioMessage.property = record.Property();
+                           return kMVNoError;
+                       });
+    PIProperty* property = nullptr;
+    EXPECT_EQ(kMVNoError, MVFindPluginProperty(mPlugin, kMVVendorID, 0x61626364, 0, &property));
+    EXPECT_EQ(record.Property(), property);
+    mHost->answer = nullptr;
+}
+
+TEST_F(ForeignPluginTest, APluginOfAnAdapterByTheBuiltInNameIsNative)
+{
+    code.AddEntry("/a.so", "PluginMain", ScriptedPlugin::EntryOf(5));
+    MVAdapter* newer = nullptr;
+    ASSERT_EQ(kMVNoError, MVAddAdapter(nullptr, nullptr, kMVMoonVetch2Adapter, 2, &newer));
+    MVPlugin* plugin = AddListed("/a.so", {RecordBytes(kMVProperty_CodeEntry, "")});
+    EXPECT_EQ(newer, plugin->adapter);
+    EXPECT_TRUE(mvIsNative(plugin));
+    MVAccess* access = nullptr;
+    EXPECT_EQ(kMVNoError, MVAcquirePlugin(plugin, &access));
+    EXPECT_EQ(kMVNoError, MVReleasePlugin(access));
+    MVGetNamedPlugin("Moon Vetch 2 Adapter Plugin", &gMV2Adapter->hostPlugin);
+}
+
+} // namespace Testing
