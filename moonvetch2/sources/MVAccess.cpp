@@ -64,7 +64,7 @@ MVResult allocateAccess(MVPlugin* inPlugin, MVAccess** outAccess)
     if (result != kMVNoError)
         return result;
     (*outAccess)->plugin = inPlugin;
-    (*outAccess)->lastWalk = gMVWalks;
+    (*outAccess)->walks = kMVWalkMarks_New;
     return kMVNoError;
 }
 
@@ -274,8 +274,8 @@ MVResult mvFlushAccesses(MVFlushProc inFlushProc, std::int32_t* outFlushed,
 {
     *outFlushed = 0;
     const MVFlushProc flushProc = inFlushProc != nullptr ? inFlushProc : mvDefaultFlush;
-    const std::uint64_t walk = mvBeginWalk();
-    while (MVAccess* access = mvNextInWalk(firstAccess, walk))
+    const MVWalk walk(firstAccess);
+    while (MVAccess* access = walk.Next(firstAccess))
     {
         const MVResult result = flushOne(flushProc, access, inType, outFlushed);
         if (result != kMVNoError)

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "MVWalk.h"
 #include "MoonVetch/Host.h"
 
 /// One for each loaded file, shared by its plug-ins.
@@ -31,7 +32,7 @@ struct MVAccess
     MVFileAccess* fileAccess;      ///< null for a host plug-in
     std::int32_t callsUnderWay;    ///< it stays meanwhile, whatever its count
     std::uint8_t state;            ///< kMVAccessState_...
-    std::uint64_t lastWalk;        ///< see MVWalk.h
+    MVWalkMarks walks;             ///< see MVWalk.h
 };
 
 extern MVAccess* firstAccess;

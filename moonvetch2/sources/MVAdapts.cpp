@@ -47,7 +47,7 @@ MVResult giveWayToNewer(MVAdapter* ioOlder, MVPlugin* inHost, std::int32_t inVer
 
 void linkAdapter(MVAdapterList* ioList, MVAdapter* inAdapter)
 {
-    inAdapter->lastWalk = gMVWalks;
+    inAdapter->walks = kMVWalkMarks_New;
     inAdapter->next = ioList->head;
     ioList->head = inAdapter;
     ++ioList->count;
@@ -68,8 +68,8 @@ MVResult sendToStartedAdapters(MVWString inSelector, MVFlushProc inFlushProc)
     if (gMVAdapters == nullptr)
         return kMVNoError;
     MVResult result = kMVNoError;
-    const std::uint64_t walk = mvBeginWalk();
-    while (MVAdapter* adapter = mvNextInWalk(gMVAdapters->head, walk))
+    const MVWalk walk(gMVAdapters->head);
+    while (MVAdapter* adapter = walk.Next(gMVAdapters->head))
     {
         if (adapter == gMV2Adapter || adapter->started == 0 || adapter->hostPlugin == nullptr)
             continue;

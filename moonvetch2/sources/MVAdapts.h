@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "MVWalk.h"
 #include "MoonVetch/Host.h"
 
 constexpr std::uint8_t kMVAdapterFlag_V1 = 1; ///< without the message protocol
@@ -14,8 +15,8 @@ struct MVAdapter
     std::int32_t version;
     std::uint8_t flags;
     MVPlugin* hostPlugin;
-    std::uint32_t started;  ///< "Start up" was sent
-    std::uint64_t lastWalk; ///< see MVWalk.h
+    std::uint32_t started; ///< "Start up" was sent
+    MVWalkMarks walks;     ///< see MVWalk.h
 };
 
 struct MVAdapterList

@@ -34,8 +34,8 @@ MVResult flushAdapter(MVAdapter* inAdapter, MVFlushProc inFlushProc, std::int32_
 // The answer is that of the last one.
 MVResult purgePlugins(MVResult* outAnswer)
 {
-    const std::uint64_t walk = mvBeginWalk();
-    while (MVAccess* access = mvNextInWalk(firstAccess, walk))
+    const MVWalk walk(firstAccess);
+    while (MVAccess* access = walk.Next(firstAccess))
     {
         if ((mvCapabilities(access->plugin) & kMVCapability_Purges) == 0)
             continue;
@@ -58,8 +58,8 @@ MVResult MVFlushCaches(MVFlushProc flushProc, int32_t* flushed)
     if (gMVAdapters == nullptr)
         return kMVNoError;
     MVResult last = kMVNoError;
-    const std::uint64_t walk = mvBeginWalk();
-    while (MVAdapter* adapter = mvNextInWalk(gMVAdapters->head, walk))
+    const MVWalk walk(gMVAdapters->head);
+    while (MVAdapter* adapter = walk.Next(gMVAdapters->head))
     {
         if (!isLoaded(adapter->hostPlugin))
             continue;

@@ -69,7 +69,7 @@ MVResult allocatePlugin(MVURL* inURL, const PIPropertyList* inRecords, MVPlugin*
         return result;
     MVRetainURL(inURL);
     plugin->fileSpec = inURL;
-    plugin->lastWalk = gMVWalks;
+    plugin->walks = kMVWalkMarks_New;
     result = MVAllocatePropertyList(&plugin->propertyList);
     if (result == kMVNoError)
         result = copyProperties(plugin, inRecords);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "MVWalk.h"
 #include "MoonVetch/Host.h"
 
 enum : std::uint8_t
@@ -31,7 +32,7 @@ struct MVPlugin
     void* hostInfo;
     void* adapterInfo;
     void* resourceAccess;
-    std::uint64_t lastWalk; ///< see MVWalk.h
+    MVWalkMarks walks; ///< see MVWalk.h
 };
 
 struct MVPluginList
