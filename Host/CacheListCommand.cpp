@@ -88,23 +88,6 @@ std::string AgeText(std::int64_t inSeconds)
     return std::to_string(inSeconds / 86400) + " d";
 }
 
-// A name may hold anything, and a terminal obeys some of it.
-std::string Printable(const std::string& inName)
-{
-    std::string text;
-    for (const char character : inName)
-    {
-        const auto byte = static_cast<unsigned char>(character);
-        char escaped[5];
-        std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
-        if (byte < 0x20 || byte == 0x7f || byte == '\\')
-            text += escaped;
-        else
-            text += character;
-    }
-    return text;
-}
-
 } // namespace
 
 ExitCode RunCacheList(const std::vector<std::string>& inArguments, EventLoop&)

@@ -25,6 +25,7 @@
 #include "Options.h"
 #include "PlayCommand.h"
 #include "Player.h"
+#include "PluginsCommand.h"
 #include "VRCommand.h"
 #include "VolumesCommand.h"
 #include "WatchCommand.h"
@@ -42,6 +43,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         const RK::Initializer library;
         return RunConsole(inOptions);
     }
+    if (inOptions.mWord == Word::kPlugins && IsPluginChild(inOptions.mLines))
+        return RunPluginChild(inOptions.mLines);
     EventLoop loop;
     MemorySettings::NameSuite(inOptions);
     const RK::Initializer library;
@@ -66,6 +69,8 @@ ExitCode RunWithLibrary(const Options& inOptions)
         return RunWatch(inOptions.mLines, loop);
     case Word::kVolumes:
         return RunVolumes(inOptions.mLines);
+    case Word::kPlugins:
+        return RunPlugins(inOptions.mLines, loop);
     default:
         return RunInfo();
     }

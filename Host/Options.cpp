@@ -82,10 +82,19 @@ struct WordRow
 };
 
 constexpr WordRow kWordRows[] = {
-    {"play", Word::kPlay},       {"monitor", Word::kMonitor}, {"balance", Word::kBalance},
-    {"console", Word::kConsole}, {"cache", Word::kCache},     {"convert", Word::kConvert},
-    {"vr", Word::kVR},           {"curve", Word::kCurve},     {"watch", Word::kWatch},
-    {"volumes", Word::kVolumes}, {"info", Word::kInfo},       {"--version", Word::kVersion},
+    {"play", Word::kPlay},
+    {"monitor", Word::kMonitor},
+    {"balance", Word::kBalance},
+    {"console", Word::kConsole},
+    {"cache", Word::kCache},
+    {"convert", Word::kConvert},
+    {"vr", Word::kVR},
+    {"curve", Word::kCurve},
+    {"watch", Word::kWatch},
+    {"volumes", Word::kVolumes},
+    {"plugins", Word::kPlugins},
+    {"info", Word::kInfo},
+    {"--version", Word::kVersion},
 };
 
 Word WordOf(const std::string& inName)
@@ -152,7 +161,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
     Options options;
     const std::string word = inArguments.empty() ? std::string() : inArguments[0];
     if (word != "cache" && word != "convert" && word != "vr" && word != "curve" &&
-        word != "watch" && AsksForHelp(inArguments))
+        word != "watch" && word != "plugins" && AsksForHelp(inArguments))
         return options;
     if (inArguments.empty())
         Refuse("rkhost", "what is to be done?");
@@ -163,7 +172,7 @@ Options ParseOptions(const std::vector<std::string>& inArguments)
     else if (options.mWord == Word::kConsole || options.mWord == Word::kCache ||
              options.mWord == Word::kConvert || options.mWord == Word::kVR ||
              options.mWord == Word::kCurve || options.mWord == Word::kWatch ||
-             options.mWord == Word::kVolumes)
+             options.mWord == Word::kVolumes || options.mWord == Word::kPlugins)
         options.mLines = rest;
     else if (!rest.empty())
         Refuse("rkhost", word + " takes no arguments");
@@ -186,6 +195,7 @@ const char* HelpText()
   rkhost curve [--svg FILE] ...     the ease between two keyframes, as a table and as a picture
   rkhost watch [OPTION...] PATH...  prints the changes of folders as they are told
   rkhost volumes [PATH]             the known volumes, or the one of PATH and how PATH reads on it
+  rkhost plugins scan DIR...        tries plug-ins where they can do no harm, and tells how they start
   rkhost info                       prints the figures of the cache, the machine and the importer
   rkhost --help | --version
 

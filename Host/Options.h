@@ -19,6 +19,7 @@ enum class Word
     kCurve,
     kWatch,
     kVolumes,
+    kPlugins,
     kInfo,
     kHelp,
     kVersion,

@@ -1,5 +1,7 @@
 #include "Text.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 
 #include "qelcore/NumberText.h"
@@ -26,6 +28,57 @@ qelcore::UTF16String ToLibraryText(const std::string& inText)
 std::string FromLibraryText(const qelcore::UTF16String& inText)
 {
     return qelcore::utility::UTF16ToNarrow(inText);
+}
+
+std::string Printable(const std::string& inText)
+{
+    std::string text;
+    for (const char character : inText)
+    {
+        const auto byte = static_cast<unsigned char>(character);
+        char escaped[5];
+        std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
+        if (byte < 0x20 || byte == 0x7f || byte == '\\')
+            text += escaped;
+        else
+            text += character;
+    }
+    return text;
+}
+
+std::string FromPrintable(const std::string& inText)
+{
+    std::string bytes;
+    for (std::size_t at = 0; at < inText.size(); ++at)
+    {
+        unsigned byte = 0;
+        const char* const digits = inText.c_str() + at + 2;
+        const bool isEscaped = inText.compare(at, 2, "\\x") == 0 && inText.size() - at >= 4 &&
+                               std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+        bytes += isEscaped ? static_cast<char>(byte) : inText[at];
+        at += isEscaped ? 3 : 0;
+    }
+    return bytes;
+}
+
+std::string Columns(const std::vector<std::vector<std::string>>& inRows)
+{
+    std::vector<std::size_t> widths;
+    for (const auto& row : inRows)
+    {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::string text;
+    for (const auto& row : inRows)
+    {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i)
+            line += row[i] + std::string(widths[i] + 2 - row[i].size(), ' ');
+        text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+    }
+    return text;
 }
 
 std::string MemoryText(std::uint64_t inBytes)

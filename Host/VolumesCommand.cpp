@@ -1,7 +1,6 @@
 #include "VolumesCommand.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <iostream>
 
@@ -18,7 +17,7 @@ namespace
 
 using namespace RK::VolumeUtilities;
 
-using Row = std::array<std::string, 5>;
+using Row = std::vector<std::string>;
 
 const char* KindOf(const Volume& inVolume)
 {
@@ -50,21 +49,6 @@ Row RowOf(const Volume& inVolume)
             Cell(inVolume.HostName), Cell(inVolume.NetworkMountURL)};
 }
 
-void Print(const std::vector<Row>& inRows)
-{
-    Row::size_type widths[std::tuple_size_v<Row>] = {};
-    for (const Row& row : inRows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
-    for (const Row& row : inRows)
-    {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i)
-            line += row[i] + std::string(widths[i] + 2 - row[i].size(), ' ');
-        std::cout << line.substr(0, line.find_last_not_of(' ') + 1) << "\n";
-    }
-}
-
 const Row kHeading = {"PATH", "NAME", "KIND", "SERVER", "ADDRESS"};
 
 void PrintAll()
@@ -76,7 +60,7 @@ void PrintAll()
         rows.push_back(RowOf(volume));
     std::sort(rows.begin(), rows.end());
     rows.insert(rows.begin(), kHeading);
-    Print(rows);
+    std::cout << Columns(rows);
 }
 
 ExitCode PrintVolumeOf(const std::string& inPath)
@@ -88,7 +72,7 @@ ExitCode PrintVolumeOf(const std::string& inPath)
         std::cerr << "rkhost: '" << inPath << "' is on no known volume\n";
         return kExit_Failure;
     }
-    Print({kHeading, RowOf(volume)});
+    std::cout << Columns({kHeading, RowOf(volume)});
     qelcore::UTF16String relative;
     if (MakeAbsolutePathRelativeToVolumePath(ToLibraryPath(path), relative, volume))
         std::cout << "relative path: " << FromLibraryPath(relative) << "\n";
