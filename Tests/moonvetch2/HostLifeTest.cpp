@@ -177,6 +177,24 @@ TEST_F(HostEnd, TellsPluginsInTheirOrder)
     EXPECT_THAT(told, ElementsAre("MV Interface: Shutdown", "MV Access: Unload"));
 }
 
+TEST_F(HostEnd, IsRefusedToAPluginThatIsBeingCalled)
+{
+    MVResult ended = kMVNoError;
+    ScriptedPlugin& plugin = AddScripted(nullptr,
+                                         [&](const std::string&, const std::string&, void*)
+                                         {
+                                             ended = MVTerm();
+                                             return MVResult{kMVNoError};
+                                         });
+    MVResult answer = -1;
+
+    EXPECT_EQ(kMVNoError, MVSendMessage(plugin.plugin, "a caller", "ends it", nullptr, &answer));
+
+    EXPECT_EQ(kMVAlreadyInMessageError, ended);
+    EXPECT_EQ(kMVNoError, answer);
+    EXPECT_EQ(1, MVInited());
+}
+
 TEST_F(HostEnd, ThatMeetsAnErrorLeavesTheHostUpAndCanBeTriedAgain)
 {
     ScriptedPlugin& foreign = AddScripted();

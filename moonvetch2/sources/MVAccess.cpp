@@ -400,6 +400,31 @@ MVResult MVReleasePlugin(MVAccess* access)
     return kMVNoError;
 }
 
+namespace
+{
+
+// A scope, since the thread may end within the call.
+struct CallUnderWay
+{
+    explicit CallUnderWay(MVAccess* inAccess)
+        : access(inAccess)
+    {
+        ++access->callsUnderWay;
+        ++gMVCallsUnderWay;
+    }
+    ~CallUnderWay()
+    {
+        --access->callsUnderWay;
+        --gMVCallsUnderWay;
+    }
+    CallUnderWay(const CallUnderWay&) = delete;
+    CallUnderWay& operator=(const CallUnderWay&) = delete;
+
+    MVAccess* access;
+};
+
+} // namespace
+
 // Without an adapter or its host the plug-in stays the current one.
 MVResult MVCallPlugin(MVAccess* access, const char* caller, const char* selector, void* message,
                       MVResult* result)
@@ -416,11 +441,10 @@ MVResult MVCallPlugin(MVAccess* access, const char* caller, const char* selector
     const bool native = mvIsNative(plugin);
     if (!native && (plugin->adapter == nullptr || plugin->adapter->hostPlugin == nullptr))
         return mvRaise(kMVCantAcquirePluginError);
-    ++access->callsUnderWay;
+    const CallUnderWay call(access);
     const MVResult called = native ? mvEdgeCallPlugin(access, caller, selector, message, result)
                                    : sendThroughAdapter(plugin, gPSkMVAdaptersSendMessageSelector,
                                                         caller, selector, message, result);
-    --access->callsUnderWay;
     gMVCurrentPlugin = before;
     return called;
 }

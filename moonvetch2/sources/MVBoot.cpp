@@ -4,6 +4,7 @@
 #include "MVAdapts.h"
 #include "MVBasic.h"
 #include "MVBlocks.h"
+#include "MVError.h"
 #include "MVHost.h"
 #include "MVThread.h"
 
@@ -275,9 +276,11 @@ void undoStart()
     freeStringPool();
 }
 
-// Can be tried again after an error: what is gone is passed over.
+// Can be tried again after an error: what is gone is passed over. A plug-in cannot end the host that is calling it.
 MVResult endHost()
 {
+    if (gMVCallsUnderWay > 0)
+        return mvRaise(kMVAlreadyInMessageError);
     MVResult result = kMVNoError;
     if (gMVPlugins != nullptr)
     {

@@ -119,6 +119,7 @@ constinit MVURL* gMVHostBundle = nullptr;
 constinit MVFileSpecification gPluginFolder = {};
 constinit bool gPluginFolderSet = false;
 constinit std::int32_t initCount = 0;
+constinit std::int32_t gMVCallsUnderWay = 0;
 
 constinit MVWString gPSkMVPropertiesCaller = nullptr;
 constinit MVWString gPSkMVPropertiesAcquireSelector = nullptr;

@@ -23,7 +23,8 @@ extern std::int32_t
 extern MVURL* gMVHostBundle; ///< retained; null means the running program
 extern MVFileSpecification gPluginFolder;
 extern bool gPluginFolderSet;
-extern std::int32_t initCount; ///< outstanding calls of MVInit
+extern std::int32_t initCount;        ///< outstanding calls of MVInit
+extern std::int32_t gMVCallsUnderWay; ///< of plug-ins, that have not come back
 
 // Interned by MVInit, so that a comparison of two is one of pointers.
 extern MVWString gPSkMVPropertiesCaller;

@@ -45,6 +45,7 @@ typedef struct MVHostProcs
     void* (*internalReallocate)(void* block, size_t size, void* hostData);
     void (*startupNotify)(int32_t event, void* data, void* hostData);
     void (*shutdownNotify)(int32_t event, void* data, void* hostData); /* not called */
+    /* told of misuse: a string too long to be interned; in debug builds a second thread in the host, on that thread */
     void (*assertTrap)(const char* text, void* hostData);
     void (*throwTrap)(MVResult code,
                       void* hostData); /* told of most errors before they are returned */
@@ -61,10 +62,12 @@ typedef struct MVHostProcs
     int32_t (*memoryIsCritical)(void);           /* may be null */
 } MVHostProcs;
 
-/* @param hostProcs  kept, and its empty slots filled; null for the defaults. @param reserved  ignored.
+/* @param hostProcs  kept, also beyond MVTerm, since blocks may be freed later; its empty slots are filled. Null for
+   the defaults. @param reserved  ignored.
    @param flags  bit 0 switches block debug on. Nests with MVTerm; the outermost pair acts. */
 MV_API MVResult MVInit(MVHostProcs* hostProcs, int32_t reserved, int32_t flags);
-/* Can be tried again after an error. */
+/* Can be tried again after an error. Does nothing without an MVInit. kMVAlreadyInMessageError for the last one while a
+   plug-in is being called. */
 MV_API MVResult MVTerm(void);
 /* Non-zero while initialised; no result code. */
 MV_API int32_t MVInited(void);
@@ -275,7 +278,8 @@ MV_API MVResult MVGetRuntimeHostFileSpec(MVFileSpecification* out);
 MV_API MVResult MVAllocateStringPool(MVStringPool** out);
 /* By slot 13. Strings of the pool die with it. */
 MV_API MVResult MVFreeStringPool(MVStringPool* pool);
-/* By slot 14: the one pointer that stands for this text; null for a null text. A null pool means the host's. */
+/* By slot 14: the one pointer that stands for this text; null for a null text. A null pool means the host's. A
+   text of 30000 bytes or more, which no pool holds, gives kMVOutOfMemoryError. */
 MV_API MVResult MVMakeWString(MVStringPool* pool, const char* string, MVWString* out);
 
 /* "MV Suites Suite": The registry of suites. */
