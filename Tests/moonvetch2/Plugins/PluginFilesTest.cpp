@@ -315,6 +315,29 @@ TEST_F(PluginFilesTest, ABundleWithoutCodeIsListedButCannotBeAcquired)
     EXPECT_THAT(Text(), HasSubstr("a folder without code"));
 }
 
+TEST_F(PluginFilesTest, APluginThatAnswersGarbageToEverythingHoldsNobodyUp)
+{
+    ASSERT_EQ(kMVNoError, Add(PluginSample("Garbage.so"))) << Text();
+    ASSERT_EQ(kMVNoError, Add(PluginSample("Declared.so"))) << Text();
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    EXPECT_EQ(77, Ask("Declared"));
+    const void* table = nullptr;
+    EXPECT_NE(kMVNoError, MVAcquireSuite(nullptr, "Garbage Suite", 1, 0, &table));
+    EXPECT_EQ(nullptr, table);
+    std::int32_t flushed = 0;
+    MVFlushCaches(nullptr, &flushed);
+    MVShutdownPlugins();
+    EXPECT_EQ(kMVNoError, MVTerm());
+    EXPECT_EQ(0, MVInited());
+}
+
+TEST_F(PluginFilesTest, AnExceptionOutOfAnEntryOfAFileIsAnAnswer)
+{
+    ASSERT_EQ(kMVNoError, Add(PluginSample("Throws.so"))) << Text();
+    EXPECT_EQ("'PExc'", CodeText(Ask("Throws")));
+    EXPECT_EQ(kMVNoError, mDelivery);
+}
+
 TEST_F(PluginFilesTest, WhatWasLoadedLeavesNoFailureBehind)
 {
     Add(mFolder.Path("Nothing.so"));
