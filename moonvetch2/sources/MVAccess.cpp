@@ -319,7 +319,11 @@ void forgetIn(MVAccess*& ioHead, const MVPlugin* inPlugin)
             if (access->state != kMVAccessState_Unloaded)
                 --countAccess;
             access->state = kMVAccessState_Unloaded;
+            MVFileAccess* const file = access->fileAccess;
             mvEdgeDestroyAccess(access);
+            // Unless other plug-ins are in it. There may be no flush any more.
+            if (file != nullptr)
+                mvDestroyFileAccess(file);
             access->plugin = nullptr;
             unlinkAccess(ioHead, access);
             linkAccess(sDropped, access);
