@@ -77,6 +77,7 @@ TEST_F(RkhostPlugins, GoodOnesAreStartedInTheirOrderWithTheReasonForEachPlace)
     EXPECT_THAT(Line(ended, "Moon Vetch 2 Adapter Plugin"),
                 ContainsRegex("host plug-in  +started$"));
     EXPECT_LT(Place(ended, "Moon Vetch 2 Adapter Plugin"), Place(ended, "Early"));
+    EXPECT_LT(Place(ended, "(without a name)"), Place(ended, "Early")) << "the library's own";
     EXPECT_LT(Place(ended, "Early"), Place(ended, "Exports"));
     EXPECT_LT(Place(ended, "Exports"), Place(ended, "Answers"));
     EXPECT_LT(Place(ended, "Answers"), Place(ended, "Good"));

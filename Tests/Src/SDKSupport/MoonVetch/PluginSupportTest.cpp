@@ -232,4 +232,48 @@ TEST_F(PluginSupportOfPlugins, WhatAnAcquireRunsOfPluginsHoldsTheLock)
     Basic().ReleaseSuite("Slow", 1);
 }
 
+void* NoMemory(std::size_t, void*)
+{
+    return nullptr;
+}
+
+// The library's table of procedures stays from one start to the next, so that it can be set here.
+TEST(PluginSupportWithoutAHost, TheLibraryStartsAndEndsAllTheSameAndPublishesNothing)
+{
+    MVHostProcs* procs = nullptr;
+    {
+        const RK::Initializer library;
+        ASSERT_EQ(kMVNoError, MVGetRuntimeHostProcs(&procs));
+    }
+    const auto allocate = procs->internalAllocate;
+    procs->internalAllocate = &NoMemory;
+    for (int i = 0; i < 2; ++i)
+    {
+        const RK::Initializer library;
+        int table = 0;
+        EXPECT_EQ(0, MVInited());
+        EXPECT_EQ(kMVNotImplementedError, RK::RegisterSuite("Test Suite", 1, &table));
+    }
+    EXPECT_EQ(0, MVInited());
+    procs->internalAllocate = allocate;
+    const RK::Initializer library;
+    EXPECT_NE(0, MVInited());
+    EXPECT_EQ(1, RK::GetMVBasicSuite()->IsEqual("a", "a"));
+}
+
+TEST(PluginSupportWithinAHost, WhatTheApplicationHasBroughtUpOutlivesTheLibrary)
+{
+    ASSERT_EQ(kMVNoError, MVInit(nullptr, 0, 0));
+    for (int i = 0; i < 2; ++i)
+    {
+        const RK::Initializer library;
+        int table = 0;
+        EXPECT_EQ(i == 0 ? kMVNoError : kMVSuiteExistsError,
+                  RK::RegisterSuite("Test Suite", 1, &table));
+    }
+    EXPECT_NE(0, MVInited());
+    EXPECT_EQ(kMVNoError, MVTerm());
+    EXPECT_EQ(0, MVInited());
+}
+
 } // namespace
