@@ -11,15 +11,13 @@
 #include <unistd.h>
 
 #include "HostError.h"
+#include "ThisProgram.h"
 
 namespace RKHost
 {
 
 namespace
 {
-
-constexpr const char* kThisProgram = "/proc/self/exe";
-constexpr int kCannotRun = 127; // as shells have it
 
 [[noreturn]] void ThrowCannotStart()
 {
@@ -70,19 +68,14 @@ void ChildPlayer::Signal(int inSignal) const
 
 void ChildPlayer::Start(const std::vector<std::string>& inArguments)
 {
-    std::string name = "rkhost";
-    std::vector<std::string> texts = inArguments;
-    std::vector<char*> arguments = {name.data()};
-    for (std::string& text : texts)
-        arguments.push_back(text.data());
-    arguments.push_back(nullptr);
+    const ProgramArguments arguments(inArguments);
     std::array<int, 2> error;
     if (pipe2(error.data(), O_CLOEXEC) != 0 || fcntl(error[0], F_SETFL, O_NONBLOCK) != 0)
         ThrowCannotStart();
     const pid_t parent = getpid();
     mProcess = fork();
     if (mProcess == 0)
-        Become(arguments.data(), error[1], parent);
+        Become(arguments.Get(), error[1], parent);
     close(error[1]);
     if (mProcess < 0)
     {

@@ -17,6 +17,7 @@
 
 #include "HostError.h"
 #include "Text.h"
+#include "ThisProgram.h"
 #include "qelcore/HighPrecisionTime.h"
 
 namespace RKHost
@@ -27,8 +28,6 @@ namespace
 
 using qelcore::utility::HighPrecisionTime;
 
-constexpr const char* kThisProgram = "/proc/self/exe";
-constexpr int kCannotRun = 127; // as shells have it
 constexpr int kCannotReport = 126;
 constexpr int kReportDescriptor = 3;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20; // of a report
@@ -167,12 +166,7 @@ private:
     }
     void Start(const std::vector<std::string>& inArguments)
     {
-        std::string name = "rkhost";
-        std::vector<std::string> texts = inArguments;
-        std::vector<char*> arguments = {name.data()};
-        for (std::string& text : texts)
-            arguments.push_back(text.data());
-        arguments.push_back(nullptr);
+        const ProgramArguments arguments(inArguments);
         std::array<int, 2> report;
         if (pipe2(report.data(), O_CLOEXEC | O_NONBLOCK) != 0)
             ThrowCannotStart();
@@ -180,7 +174,7 @@ private:
         const pid_t parent = getpid();
         mProcess = fork();
         if (mProcess == 0)
-            Become(arguments.data(), report[1], parent);
+            Become(arguments.Get(), report[1], parent);
         close(report[1]);
         mReport = report[0];
         if (mProcess < 0)
