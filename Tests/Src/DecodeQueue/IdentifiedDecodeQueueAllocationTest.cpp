@@ -1,11 +1,9 @@
 // A program of its own, since it puts an operator new that looks about in the place of everybody's.
-#include <cstdlib>
-#include <new>
 #include <string>
 
 #include "IdentifiedDecodeQueueFixture.h"
 #include "IdentifiedDecodeQueueImpl.h"
-#include "Support/Sanitizers.h"
+#include "Support/OwnOperatorNew.h"
 
 namespace
 {
@@ -23,24 +21,12 @@ constinit thread_local const char* sTag = nullptr;
 
 } // namespace
 
-#if !RK_TEST_SANITIZER // which have their own in the program
-void* operator new(std::size_t inSize)
+bool Testing::OnAllocation() noexcept
 {
     if (sQueue && !sTag)
         sTag = sQueue->HolderTag();
-    if (void* const block = std::malloc(inSize))
-        return block;
-    throw std::bad_alloc();
+    return true;
 }
-void operator delete(void* inBlock) noexcept
-{
-    std::free(inBlock);
-}
-void operator delete(void* inBlock, std::size_t) noexcept
-{
-    std::free(inBlock);
-}
-#endif
 
 namespace
 {

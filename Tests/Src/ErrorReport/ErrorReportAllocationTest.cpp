@@ -1,35 +1,21 @@
 // A program of its own, since it puts an operator new that can fail in the place of everybody's, and since the
 // report is made once in a process.
-#include <cstdlib>
 #include <new>
 
 #include <gtest/gtest.h>
 
 #include "RiverKit/RKErrorReport.h"
-#include "Support/Sanitizers.h"
+#include "Support/OwnOperatorNew.h"
 
 namespace
 {
 constinit thread_local bool sMemoryIsOut = false;
 } // namespace
 
-#if !RK_TEST_SANITIZER // which have their own in the program
-void* operator new(std::size_t inSize)
+bool Testing::OnAllocation() noexcept
 {
-    void* const block = sMemoryIsOut ? nullptr : std::malloc(inSize);
-    if (!block)
-        throw std::bad_alloc();
-    return block;
+    return !sMemoryIsOut;
 }
-void operator delete(void* inBlock) noexcept
-{
-    std::free(inBlock);
-}
-void operator delete(void* inBlock, std::size_t) noexcept
-{
-    std::free(inBlock);
-}
-#endif
 
 namespace
 {

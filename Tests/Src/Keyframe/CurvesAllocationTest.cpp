@@ -1,6 +1,5 @@
 // A program of its own, since it puts an operator new that counts in the place of everybody's.
 #include <atomic>
-#include <cstdlib>
 #include <new>
 
 #include <gtest/gtest.h>
@@ -8,30 +7,18 @@
 #include "Keyframe/PointKeyframeVelocityCache.h"
 #include "RKBezier.h"
 #include "RKTemporalEase.h"
-#include "Support/Sanitizers.h"
+#include "Support/OwnOperatorNew.h"
 
 namespace
 {
 constinit std::atomic<int> sAllocations{0};
 } // namespace
 
-#if !RK_TEST_SANITIZER // which have their own in the program
-void* operator new(std::size_t inSize)
+bool Testing::OnAllocation() noexcept
 {
     ++sAllocations;
-    if (void* const block = std::malloc(inSize))
-        return block;
-    throw std::bad_alloc();
+    return true;
 }
-void operator delete(void* inBlock) noexcept
-{
-    std::free(inBlock);
-}
-void operator delete(void* inBlock, std::size_t) noexcept
-{
-    std::free(inBlock);
-}
-#endif
 
 namespace
 {

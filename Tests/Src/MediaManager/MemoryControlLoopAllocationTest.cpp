@@ -1,7 +1,5 @@
 // A program of its own, since it puts an operator new that counts in the place of everybody's.
 #include <atomic>
-#include <cstdlib>
-#include <new>
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -9,48 +7,18 @@
 #include "MediaManager/MediaManager.h"
 #include "MemoryControlLoopFixture.h"
 #include "Support/FakeMachineFigures.h"
-#include "Support/Sanitizers.h"
+#include "Support/OwnOperatorNew.h"
 
 namespace
 {
 constinit std::atomic<std::uint64_t> sAllocations{0};
-
-[[maybe_unused]] void* Count(void* inBlock)
-{
-    ++sAllocations;
-    if (!inBlock)
-        throw std::bad_alloc();
-    return inBlock;
-}
 } // namespace
 
-#if !RK_TEST_SANITIZER // which have their own in the program
-void* operator new(std::size_t inSize)
+bool Testing::OnAllocation() noexcept
 {
-    return Count(std::malloc(inSize));
+    ++sAllocations;
+    return true;
 }
-void* operator new(std::size_t inSize, std::align_val_t inAlignment)
-{
-    const auto alignment = static_cast<std::size_t>(inAlignment);
-    return Count(std::aligned_alloc(alignment, (inSize + alignment - 1) / alignment * alignment));
-}
-void operator delete(void* inBlock) noexcept
-{
-    std::free(inBlock);
-}
-void operator delete(void* inBlock, std::size_t) noexcept
-{
-    std::free(inBlock);
-}
-void operator delete(void* inBlock, std::align_val_t) noexcept
-{
-    std::free(inBlock);
-}
-void operator delete(void* inBlock, std::size_t, std::align_val_t) noexcept
-{
-    std::free(inBlock);
-}
-#endif
 
 namespace
 {
