@@ -99,7 +99,8 @@ MV_API MVResult MVAddPluginSpecification(MVPluginList* list, MVURL* url,
 MV_API MVResult MVAddPluginFile(MVPluginList* list, const char* path, int32_t* added);
 /* Why code could last not be loaded, by the words of the system's loader where it was asked; "" if it was. */
 MV_API const char* MVGetLoadFailureText(void);
-/* A plug-in whose code is in the program. @param name  may be null. */
+/* A plug-in whose code is in the program. It is asked for its exports at once; what it answers does not keep it
+   from being listed. @param name  may be null. */
 MV_API MVResult MVAddHostPlugin(MVPluginList* list, MVPluginEntry entry, void* hostData,
                                 const char* adapterName, void* adapterInfo, MVPlugin** out,
                                 const char* name);
@@ -115,17 +116,21 @@ MV_API MVResult MVCheckPropertyList(const void* data, size_t bytes);
 /* Loads a plug-in, or counts one more use of it. kMVCantAcquirePluginError if it cannot be loaded: it is
    broken then. */
 MV_API MVResult MVAcquirePlugin(MVPlugin* plugin, MVAccess** out);
-/* It stays loaded until it is flushed. kMVAlreadyReleasedError below 0. */
+/* It stays loaded until it is flushed, and the access is to be used no more. kMVAlreadyReleasedError below 0. */
 MV_API MVResult MVReleasePlugin(MVAccess* access);
 /* Null and 0 if it is not loaded. */
 MV_API MVResult MVGetPluginAccess(MVPlugin* plugin, MVAccess** out);
 MV_API MVResult MVGetAccessPlugin(MVAccess* access, MVPlugin** out);
 MV_API MVResult MVGetAccessEntry(MVAccess* access, MVPluginEntry* out);
 MV_API MVResult MVGetAccessCount(MVAccess* access, int32_t* out);
+/* The handle is null for a plug-in in a file, else what the host gave as hostData. Where that is null, handle is
+   left, and the pointer to the host's bundle is written at byte 8 of what it points to. */
 MV_API MVResult MVGetAccessInfo(MVAccess* access, MVAccessInfo* out);
 MV_API MVResult MVGetPluginResourceAccess(MVPlugin* plugin, void** out);
 MV_API MVResult MVSetPluginResourceAccess(MVPlugin* plugin, void* resourceAccess);
-/* Calls the entry. 0 means delivered; the plug-in's answer is in result. */
+/* Calls the entry. 0 means delivered; the plug-in's answer is in result: kMVPluginThrewError or
+   kMVOutOfMemoryError stands for it if a C++ exception came out. kMVCantAcquirePluginError for one that has been
+   unloaded, or whose adapter has no host: the plug-in stays the current one then. */
 MV_API MVResult MVCallPlugin(MVAccess* access, const char* caller, const char* selector,
                              void* message, MVResult* result);
 MV_API MVResult MVGetCurrentPlugin(MVPlugin** out);
@@ -137,7 +142,8 @@ MV_API MVResult MVFreeAdapterList(MVAdapterList* list);
 /* kMVAdapterExistsError where one of this name has an equal or higher version. */
 MV_API MVResult MVAddAdapter(MVAdapterList* list, MVPlugin* hostPlugin, const char* name,
                              int32_t version, MVAdapter** out);
-/* Null and 0 if there is none. */
+/* Null and 0 if there is none. What is found goes to the head of the list, so that an iterator may meet others
+   twice, or not at all. */
 MV_API MVResult MVFindAdapter(MVAdapterList* list, const char* name, MVAdapter** out);
 MV_API MVResult MVNewAdapterListIterator(MVAdapterList* list, MVAdapterListIterator** out);
 /* Null and 0 at the end; kMVBadAdapterListIteratorError when the list changed meanwhile. */
@@ -180,7 +186,9 @@ MV_API MVResult MVFlushCaches(MVFlushProc flushProc, int32_t* flushed);
 
 /* "MV Interface Suite": Messages. */
 /* Loads the plug-in if need be, fills the header of message (null: a record of its own) and calls it. 0 means
-   delivered; the plug-in's answer is in result. kMVAlreadyInMessageError while it is being called. */
+   delivered; the plug-in's answer is in result. kMVAlreadyInMessageError while it is being called with
+   "MV Interface" or "MV Properties" as the host has them, or loaded or unloaded; one such refusal takes the mark
+   away. After an error of the call itself the plug-in stays acquired. */
 MV_API MVResult MVSendMessage(MVPlugin* plugin, const char* caller, const char* selector,
                               void* message, MVResult* result);
 /* Fills the header for a plug-in. */
@@ -193,10 +201,11 @@ MV_API MVResult MVStartupExport(MVPluginList* list, const char* name, int32_t ve
 
 /* "MV Plug-ins Suite": Versions 4 and 5 are one table. */
 MV_API MVResult MVAllocatePluginList(MVStringPool* pool, MVPluginList** out);
-/* Frees the plug-ins' records and properties as well. */
+/* Frees the plug-ins' records and properties as well. They hear nothing of it; what they supply has to go first. */
 MV_API MVResult MVFreePluginList(MVPluginList* list);
 /* Lists a plug-in. @param path  of its file or bundle folder, as a URL or an absolute path; null for the host's.
-   @param propertyList  copied; trusted: of strangers, MVCheckPropertyList comes first. kMVAdapterNotFoundError. */
+   @param propertyList  copied; trusted: of strangers, MVCheckPropertyList comes first.
+   @return kMVAdapterNotFoundError, kMVPluginNotFoundError for a text that is no place. */
 MV_API MVResult MVAddPlugin(MVPluginList* list, const char* path,
                             const PIPropertyList* propertyList, const char* adapterName,
                             void* adapterInfo, MVPlugin** out);

@@ -50,7 +50,8 @@ typedef struct MVURL MVURL;
 struct MVBasicSuite;
 struct MVHostProcs;
 
-/* The entry of a plug-in. What it answers is the plug-in's own result, not that of the delivery. */
+/* The entry of a plug-in. What it answers is the plug-in's own result, not that of the delivery. A C++ exception
+   that comes out is caught and answered for it; one out of code that was compiled to let none out ends the process. */
 typedef MVResult (*MVPluginEntry)(const char* caller, const char* selector, void* message);
 /* Asked before something is flushed: flush becomes non-zero if it may go. */
 typedef MVResult (*MVFlushProc)(const char* type, MVAccess* access, int32_t* flush);
