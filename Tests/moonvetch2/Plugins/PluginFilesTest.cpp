@@ -1,6 +1,7 @@
 // Plug-ins in files, with real shared objects: what they declare, and what keeps them from being loaded.
 #include <cstddef>
 
+#include <dlfcn.h>
 #include <elf.h>
 #include <sys/stat.h>
 
@@ -186,6 +187,21 @@ TEST_F(PluginFilesTest, WhatTheBuildPutsIntoABundleIsRead)
     ASSERT_EQ(kMVNoError, Add(PluginSample("TwoInOne.plugin"))) << Text();
     EXPECT_EQ(1, mAdded);
     EXPECT_EQ(81, Ask("First"));
+}
+
+TEST_F(PluginFilesTest, PropertyFilesThatTheBuildIsGivenComeBeforeThoseInTheCode)
+{
+    ASSERT_EQ(kMVNoError, Add(PluginSample("WithFile.plugin"))) << Text();
+    EXPECT_EQ(1, mAdded);
+    EXPECT_EQ(82, Ask("Listed"));
+}
+
+TEST_F(PluginFilesTest, TheBuildShowsTheEntryAndNothingElse)
+{
+    void* const code = dlopen(PluginSample("Declared.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(nullptr, code) << dlerror();
+    EXPECT_NE(nullptr, dlsym(code, "DeclaredMain"));
+    EXPECT_EQ(nullptr, dlsym(code, "DeclaredHelper"));
 }
 
 TEST_F(PluginFilesTest, WhatIsNotThereIsNotFound)

@@ -15,7 +15,9 @@ foreach(sample IN ITEMS DeclaredInCpp Throws)
   list(APPEND plugin_targets ${sample})
 endforeach()
 riverkit_add_plugin(NAME TwoInOne BUNDLE SOURCES ${here}/TwoInOne.c OUTPUT_DIRECTORY ${plugins_folder})
-list(APPEND plugin_targets TwoInOne)
+riverkit_add_plugin(NAME WithFile BUNDLE SOURCES ${here}/TwoInOne.c PROPERTIES ${here}/Listed.mvproperties
+                    OUTPUT_DIRECTORY ${plugins_folder})
+list(APPEND plugin_targets TwoInOne WithFile)
 
 add_library(rk_plugin_samples INTERFACE)
 target_compile_definitions(rk_plugin_samples INTERFACE RK_TEST_PLUGINS="${plugins_folder}")
