@@ -306,6 +306,62 @@ TEST_F(AdapterLifeTest, OnlyForeignAdaptersThatWereStartedAreShutDown)
     EXPECT_EQ(0u, plugin.Heard(kShutdown)) << "native plug-ins go down at the end";
 }
 
+TEST_F(AdapterLifeTest, AtShutdownABusyAdapterIsPassedOverAndAnotherErrorEndsIt)
+{
+    ScriptedPlugin& last = AddScripted();
+    ScriptedPlugin& middle = AddScripted();
+    ScriptedPlugin& first = AddScripted();
+    AddAdapter(last, "Last");
+    MVAdapter* middleAdapter = AddAdapter(middle, "Middle");
+    AddAdapter(first, "First");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    first.plugin->flags |= kMVPluginFlag_InAccessMessage;
+    EXPECT_EQ(kMVNoError, MVShutdownPlugins());
+    EXPECT_EQ(0u, first.Heard(kAdapterShutdown));
+    EXPECT_EQ(1u, last.Heard(kAdapterShutdown));
+    first.plugin->flags = 0;
+    MVPlugin* const before =
+        std::exchange(middleAdapter->hostPlugin,
+                      AddListed("/missing.so", {RecordBytes(kMVProperty_CodeEntry, "")}));
+    EXPECT_EQ(kMVCantAcquirePluginError, MVShutdownPlugins());
+    EXPECT_EQ(1u, first.Heard(kAdapterShutdown));
+    EXPECT_EQ(1u, last.Heard(kAdapterShutdown));
+    middleAdapter->hostPlugin = before;
+}
+
+TEST_F(AdapterLifeTest, AtTheEndAnAdapterMayLetEverythingGo)
+{
+    MVFlushProc given = nullptr;
+    ScriptedPlugin& host = AddScripted();
+    AddAdapter(host, "One");
+    EXPECT_EQ(kMVNoError, MVStartupPlugins());
+    host.answer = At(kMVAdaptersDisposeInfoSelector,
+                     [&](MVAdaptersMessage& ioMessage)
+                     {
+                         given = ioMessage.flushProc;
+                         return kMVNoError;
+                     });
+    EXPECT_EQ(kMVNoError, MVTerm());
+    EXPECT_EQ(&mvDefaultFlush, given);
+}
+
+TEST_F(AdapterLifeTest, AFlushByTheBuiltInAdapterCountsPurgesAndAccesses)
+{
+    ScriptedPlugin& purger =
+        AddFile("/purger.so", {},
+                {RecordBytes(kMVProperty_Capabilities, std::string(1, kMVCapability_Purges))});
+    purger.answer = [](const std::string&, const std::string& inSelector, void*)
+    { return inSelector == kMVPluginPurgeCachesSelector ? kMVPurgedResult : kMVNoError; };
+    EXPECT_EQ(kMVNoError, Send(purger, "A caller", "A selector"));
+    MVAdaptersMessage message = {};
+    message.flushed = 100;
+    MVResult answer = kMVNoError;
+    EXPECT_EQ(kMVNoError,
+              mvSendToAdapterHost(gMV2Adapter, gPSkMVAdaptersFlushSelector, message, &answer));
+    EXPECT_EQ(3, message.flushed) << "a purge, an access and a file";
+    EXPECT_EQ(1u, purger.Heard(kUnload));
+}
+
 TEST_F(AdapterLifeTest, TheEndDisposesOfForeignAdaptersAheadOfNativePlugins)
 {
     std::vector<std::string> order;

@@ -1,6 +1,8 @@
 // Plug-ins that do what no plug-in should. The host may refuse them, and must not fall, hang or forget others.
 #include <stdexcept>
 
+#include <pthread.h>
+
 #include "PluginsFixture.h"
 #include "edge/MVEAcces.h"
 
@@ -104,6 +106,30 @@ TEST_F(HostilePluginsTest, AnExceptionAtReloadKeepsThePluginFromBeingAcquired)
     MVAccess* access = nullptr;
     EXPECT_EQ(kMVPluginThrewError, MVAcquirePlugin(thrower.plugin, &access));
     EXPECT_EQ(0, thrower.plugin->flags & kMVPluginFlag_InAccessMessage);
+}
+
+TEST_F(HostilePluginsTest, TheEndOfAThreadWithinAnEntryIsNoAnswerAndLeavesTheHostInOrder)
+{
+    ScriptedPlugin& plugin = AddScripted();
+    plugin.answer = [](auto&&...) -> MVResult { pthread_exit(nullptr); };
+    pthread_t thread;
+    ASSERT_EQ(0, pthread_create(
+                     &thread, nullptr,
+                     [](void* inPlugin) -> void*
+                     {
+                         MVResult answer = kMVNoError;
+                         MVSendMessage(static_cast<MVPlugin*>(inPlugin), "A caller", "A selector",
+                                       nullptr, &answer);
+                         return inPlugin;
+                     },
+                     plugin.plugin));
+    void* returned = plugin.plugin;
+    EXPECT_EQ(0, pthread_join(thread, &returned));
+    EXPECT_EQ(nullptr, returned);
+    EXPECT_EQ(0, AccessOf(plugin.plugin)->callsUnderWay);
+    plugin.answer = nullptr;
+    EXPECT_EQ(kMVNoError, Tell(plugin));
+    EXPECT_EQ(kMVNoError, MVReleasePlugin(AccessOf(plugin.plugin))) << "acquired by the thread";
 }
 
 TEST_F(HostilePluginsTest, MessagesToItselfAreRefusedWhileItIsCalled)

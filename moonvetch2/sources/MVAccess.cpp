@@ -31,31 +31,35 @@ void linkAccess(MVAccess*& ioHead, MVAccess* inAccess)
     ioHead = inAccess;
 }
 
-bool unlinkAccess(MVAccess*& ioHead, const MVAccess* inAccess)
+// What points to it; to null if it is not there.
+MVAccess** linkTo(MVAccess*& ioHead, const MVAccess* inAccess)
 {
     MVAccess** link = &ioHead;
     while (*link != nullptr && *link != inAccess)
         link = &(*link)->next;
+    return link;
+}
+
+MVAccess** linkToAccessOf(const MVPlugin* inPlugin)
+{
+    MVAccess** link = &firstAccess;
+    while (*link != nullptr && (*link)->plugin != inPlugin)
+        link = &(*link)->next;
+    return link;
+}
+
+bool unlinkAccess(MVAccess*& ioHead, const MVAccess* inAccess)
+{
+    MVAccess** link = linkTo(ioHead, inAccess);
     if (*link == nullptr)
         return false;
     *link = inAccess->next;
     return true;
 }
 
-MVAccess* findAccess(const MVPlugin* inPlugin)
-{
-    MVAccess* access = firstAccess;
-    while (access != nullptr && access->plugin != inPlugin)
-        access = access->next;
-    return access;
-}
-
 bool isListed(const MVAccess* inAccess)
 {
-    const MVAccess* access = firstAccess;
-    while (access != nullptr && access != inAccess)
-        access = access->next;
-    return access != nullptr;
+    return *linkTo(firstAccess, inAccess) != nullptr;
 }
 
 MVResult allocateAccess(MVPlugin* inPlugin, MVAccess** outAccess)
@@ -383,10 +387,11 @@ MVResult MVAcquirePlugin(MVPlugin* plugin, MVAccess** out)
         return kMVBadParameterError;
     if (mvIsUnderV1Adapter(plugin))
         return mvRaise(kMVNeedsNativeAdapterError);
-    MVAccess* access = findAccess(plugin);
+    MVAccess** link = linkToAccessOf(plugin);
+    MVAccess* access = *link;
     if (access == nullptr)
         return mvIsNative(plugin) ? acquireNative(plugin, out) : acquireForeign(plugin, out);
-    unlinkAccess(firstAccess, access);
+    *link = access->next;
     linkAccess(firstAccess, access);
     ++access->count;
     *out = access;
@@ -462,7 +467,7 @@ MVResult MVGetPluginAccess(MVPlugin* plugin, MVAccess** out)
     if (gMVHostProcs->getPluginAccess != nullptr &&
         gMVHostProcs->getPluginAccess(plugin, out) == kMVNoError)
         return kMVNoError;
-    *out = findAccess(plugin);
+    *out = *linkToAccessOf(plugin);
     return kMVNoError;
 }
 

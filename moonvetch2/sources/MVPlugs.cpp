@@ -194,16 +194,13 @@ void mvLinkPlugin(MVPluginList* ioList, MVPlugin* inPlugin)
     ++ioList->stamp;
 }
 
-void mvUnlinkPlugin(MVPluginList* ioList, const MVPlugin* inPlugin)
+void mvMovePluginToHead(MVPluginList* ioList, MVPlugin** ioLink)
 {
-    MVPlugin** link = &ioList->head;
-    while (*link != nullptr && *link != inPlugin)
-        link = &(*link)->next;
-    if (*link == nullptr)
-        return;
-    *link = inPlugin->next;
+    MVPlugin* plugin = *ioLink;
+    *ioLink = plugin->next;
     --ioList->count;
     ++ioList->stamp;
+    mvLinkPlugin(ioList, plugin);
 }
 
 MVResult MVAddPluginSpecification(MVPluginList* list, MVURL* url,

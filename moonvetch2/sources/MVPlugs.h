@@ -58,7 +58,8 @@ bool mvIsNative(const MVPlugin* inPlugin);
 
 /// At the head.
 void mvLinkPlugin(MVPluginList* ioList, MVPlugin* inPlugin);
-void mvUnlinkPlugin(MVPluginList* ioList, const MVPlugin* inPlugin);
+/// @param ioLink  what points to it.
+void mvMovePluginToHead(MVPluginList* ioList, MVPlugin** ioLink);
 
 /// Sends "Startup" unless it has been; what it answers decides the flags.
 void startupMoonVetchPlugin(MVPlugin* inPlugin);

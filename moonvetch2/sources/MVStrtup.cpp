@@ -89,16 +89,16 @@ void startV2Adapters()
 // Puts those that qualify at the head, and so in reverse.
 void reorder(bool (*inQualifies)(const MVPlugin*))
 {
-    for (MVPlugin* plugin = gMVPlugins->head; plugin != nullptr;)
+    MVPlugin** link = &gMVPlugins->head;
+    while (MVPlugin* plugin = *link)
     {
-        MVPlugin* next = plugin->next;
         plugin->flags &= static_cast<std::uint8_t>(~kMVPluginFlag_KeepFromStart);
-        if (!mvIsUnderV1Adapter(plugin) && inQualifies(plugin))
-        {
-            mvUnlinkPlugin(gMVPlugins, plugin);
-            mvLinkPlugin(gMVPlugins, plugin);
-        }
-        plugin = next;
+        const bool moves = !mvIsUnderV1Adapter(plugin) && inQualifies(plugin);
+        if (moves)
+            mvMovePluginToHead(gMVPlugins, link);
+        // Behind it stands now what stood there before, or, for the first, what it stands ahead of still.
+        if (!moves || *link == plugin)
+            link = &plugin->next;
     }
 }
 
