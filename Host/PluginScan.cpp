@@ -33,6 +33,15 @@ bool ParseNumber(const std::string& inText, std::size_t inCount, std::size_t& ou
     return parsed.ec == std::errc() && parsed.ptr == end && outNumber < inCount;
 }
 
+/// A plug-in can write into the report too: what a terminal obeys does not get there.
+std::string Harmless(std::string inLine)
+{
+    std::replace_if(
+        inLine.begin(), inLine.end(),
+        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
+    return inLine;
+}
+
 } // namespace
 
 PluginScan::PluginScan(EventLoop& ioLoop, PluginQuarantine& ioQuarantine, double inLimitSeconds)
@@ -117,7 +126,7 @@ bool PluginScan::StartOnce(const std::vector<PluginVerdict*>& inGood)
     {
         const ReportLine line = Split(text);
         if (line.mWord == "row")
-            mStartLines.push_back(line.mText);
+            mStartLines.push_back(Harmless(line.mText));
         mIsSomeSick = mIsSomeSick || line.mWord == "sick";
         if (line.mWord == "at" && !ParseNumber(line.mText, inGood.size(), at))
             at = inGood.size();

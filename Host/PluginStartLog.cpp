@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "PluginChild.h"
 #include "Text.h"
@@ -28,24 +29,39 @@ bool HasProperty(MVPlugin* inPlugin, std::uint32_t inKey, PIProperty** outProper
     return true;
 }
 
-bool AnswersProperties(MVPlugin* inPlugin)
+/// The data of a property that is that long at the least; null without it.
+const unsigned char* DataOf(MVPlugin* inPlugin, std::uint32_t inKey, std::size_t inBytes)
 {
     PIProperty* record = nullptr;
-    if (!HasProperty(inPlugin, kMVProperty_Capabilities, &record) || record == nullptr ||
-        record->propertyLength == 0)
-        return false;
-    const auto* const data = reinterpret_cast<const unsigned char*>(record + 1);
-    return (data[0] & kMVCapability_AnswersProperties) != 0;
+    if (!HasProperty(inPlugin, inKey, &record) || record == nullptr ||
+        record->propertyLength < inBytes)
+        return nullptr;
+    return reinterpret_cast<const unsigned char*>(record + 1);
 }
 
-/// Why it has its place: the last of the passes that move plug-ins to the front decides.
+bool AnswersProperties(MVPlugin* inPlugin)
+{
+    const unsigned char* const data = DataOf(inPlugin, kMVProperty_Capabilities, 1);
+    return data != nullptr && (data[0] & kMVCapability_AnswersProperties) != 0;
+}
+
+bool IsAdapter(MVPlugin* inPlugin)
+{
+    std::uint32_t version = 0;
+    if (const unsigned char* const data = DataOf(inPlugin, kMVProperty_Adapter, sizeof version))
+        std::memcpy(&version, data, sizeof version);
+    return version == 2;
+}
+
+/// Why it has its place: adapters are started ahead of all, and of the passes that move plug-ins to the front the
+/// last decides.
 const char* ReasonFor(MVPlugin* inPlugin)
 {
+    if (IsAdapter(inPlugin))
+        return "adapter ('adpt')";
     MVPluginEntry entry = nullptr;
     if (MVGetHostPluginEntry(inPlugin, &entry) == kMVNoError && entry != nullptr)
         return "host plug-in";
-    if (HasProperty(inPlugin, kMVProperty_Adapter))
-        return "adapter ('adpt')";
     if (HasProperty(inPlugin, kMVProperty_StartsEarly))
         return "starts early ('StsP')";
     if (HasProperty(inPlugin, kMVProperty_Exports))
@@ -145,6 +161,8 @@ void PluginStartLog::OnStarting(MVPlugin* inPlugin)
     SayAt(inPlugin);
     NoteSuites();
     mStarting = inPlugin;
+    if (mHistories[inPlugin].mKnownSuites.empty())
+        mStarted.push_back(inPlugin);
     mHistories[inPlugin].mKnownSuites.push_back(mSuites.size());
 }
 
@@ -174,6 +192,31 @@ std::vector<MVPlugin*> PluginStartLog::Plugins() const
         plugins.push_back(plugin);
     MVDeletePluginListIterator(iterator);
     return plugins;
+}
+
+/// As they were started: first those that had been before, in the end those that were not. Between these, the list's
+/// order is that of the starts but for adapters, and for what is started when somebody asks for its suite.
+std::vector<MVPlugin*> PluginStartLog::InOrder() const
+{
+    std::vector<MVPlugin*> before;
+    std::vector<MVPlugin*> never;
+    std::vector<MVPlugin*> order;
+    const std::vector<MVPlugin*> all = Plugins();
+    for (MVPlugin* const plugin : all)
+    {
+        std::int32_t started = 0;
+        MVGetPluginStarted(plugin, &started);
+        if (std::find(mStarted.begin(), mStarted.end(), plugin) == mStarted.end())
+            (started != 0 ? before : never).push_back(plugin);
+    }
+    order = before;
+    for (MVPlugin* const plugin : mStarted)
+    {
+        if (std::find(all.begin(), all.end(), plugin) != all.end())
+            order.push_back(plugin);
+    }
+    order.insert(order.end(), never.begin(), never.end());
+    return order;
 }
 
 void PluginStartLog::AddFile(const std::string& inPath)
@@ -255,7 +298,7 @@ void PluginStartLog::TellRows(const std::vector<std::vector<std::string>>& inRow
 void PluginStartLog::TellOrder()
 {
     std::vector<std::vector<std::string>> rows = {{"", "PLUG-IN", "ITS PLACE", "STATE"}};
-    for (MVPlugin* const plugin : Plugins())
+    for (MVPlugin* const plugin : InOrder())
     {
         const Row row = RowOf(plugin);
         const auto file = mFiles.find(plugin);

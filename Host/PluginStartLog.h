@@ -47,6 +47,7 @@ private:
     void SayAt(MVPlugin* inPlugin) const;
     void NoteSuites();
     std::vector<MVPlugin*> Plugins() const;
+    std::vector<MVPlugin*> InOrder() const;
     Row RowOf(MVPlugin* inPlugin);
     std::string StateOf(MVPlugin* inPlugin, bool& outIsSick);
     std::string AttemptsOf(const History& inHistory) const;
@@ -60,6 +61,7 @@ private:
     std::size_t mFileCount = 0;
     std::map<MVPlugin*, std::size_t> mFiles; ///< the number of its file
     std::map<MVPlugin*, History> mHistories;
+    std::vector<MVPlugin*> mStarted; ///< as it was first tried with each
     MVPlugin* mStarting = nullptr;
     std::vector<std::string> mSuites; ///< "name version", as they appeared
     MVResult mResult = kMVNoError;

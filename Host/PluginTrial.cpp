@@ -30,7 +30,7 @@ using qelcore::utility::HighPrecisionTime;
 
 constexpr int kCannotReport = 126;
 constexpr int kReportDescriptor = 3;
-constexpr std::size_t kMostBytes = std::size_t{16} << 20; // of a report
+constexpr std::size_t kMostBytes = std::size_t{4} << 20; // of a report
 constexpr double kLookSeconds = 0.02; // where the end of a process cannot be waited for
 constexpr char kReady[] = "ready";
 constexpr char kEnd[] = "end";

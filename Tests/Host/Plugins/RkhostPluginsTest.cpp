@@ -63,7 +63,7 @@ std::string CrashText()
 
 TEST_F(RkhostPlugins, GoodOnesAreStartedInTheirOrderWithTheReasonForEachPlace)
 {
-    for (const char* const sample : {"Good", "Early", "Answers", "Exports"})
+    for (const char* const sample : {"Good", "Early", "Answers", "Exports", "Adapter"})
         Put(sample);
     const Ended ended = Scan();
     EXPECT_EQ(0, ended.mCode) << ended.mError << ended.mOutput;
@@ -78,6 +78,9 @@ TEST_F(RkhostPlugins, GoodOnesAreStartedInTheirOrderWithTheReasonForEachPlace)
                 ContainsRegex("host plug-in  +started$"));
     EXPECT_LT(Place(ended, "Moon Vetch 2 Adapter Plugin"), Place(ended, "Early"));
     EXPECT_LT(Place(ended, "(without a name)"), Place(ended, "Early")) << "the library's own";
+    EXPECT_THAT(Line(ended, "  Adapter  "), ContainsRegex("adapter \\('adpt'\\)  +started$"));
+    EXPECT_LT(Place(ended, "Moon Vetch 2 Adapter Plugin"), Place(ended, "Adapter"));
+    EXPECT_LT(Place(ended, "Adapter"), Place(ended, "Early"));
     EXPECT_LT(Place(ended, "Early"), Place(ended, "Exports"));
     EXPECT_LT(Place(ended, "Exports"), Place(ended, "Answers"));
     EXPECT_LT(Place(ended, "Answers"), Place(ended, "Good"));
@@ -191,6 +194,26 @@ TEST_F(RkhostPlugins, ProcessesThatAPluginLeavesBehindAreEnded)
     std::ifstream(file) >> left;
     ASSERT_GT(left, 0);
     EXPECT_TRUE(kill(left, 0) != 0 && errno == ESRCH) << "process " << left << " is still there";
+}
+
+TEST_F(RkhostPlugins, OneThatWritesIntoTheReportKeepsNoneFromBeingToldAndReachesNoTerminal)
+{
+    Put("ScribblesOnStartup");
+    Put("Good");
+    const Ended ended = Scan();
+    EXPECT_THAT(Line(ended, "  Good  "), ContainsRegex("started$")) << ended.mOutput;
+    EXPECT_THAT(Line(ended, "  ScribblesOnStartup  "), ContainsRegex("started$"));
+    EXPECT_EQ(std::string::npos, ended.mOutput.find('\x1b'));
+}
+
+TEST_F(RkhostPlugins, OneThatWritesForEverIsEnded)
+{
+    const std::string flooding = Put("FloodsOnStartup");
+    Put("Good");
+    const Ended ended = Scan();
+    EXPECT_EQ(1, ended.mCode);
+    EXPECT_THAT(Line(ended, flooding), HasSubstr("wrote too much into the report"));
+    EXPECT_THAT(Line(ended, "  Good  "), ContainsRegex("started$")) << ended.mOutput;
 }
 
 TEST_F(RkhostPlugins, AFileThatIsCutShortIsToldAndNotTriedAgain)

@@ -36,6 +36,23 @@ namespace
         close(descriptor);
 }
 
+/// Writes whatever it likes into each descriptor that there is.
+[[maybe_unused]] void ScribbleReport()
+{
+    constexpr char kText[] = "row\t\x1b[2Jforged\nat\t99\nsick\t-7\nat\n\nend\n";
+    for (int descriptor = 0; descriptor < 64; ++descriptor)
+        if (write(descriptor, kText, sizeof kText - 1) < 0)
+            continue;
+}
+
+/// Writes lines for ever.
+[[maybe_unused]] void FloodReport()
+{
+    while (write(3, "at\t0\n", 5) > 0)
+    {
+    }
+}
+
 /// Leaves a process behind, in a session of its own, and its number in a file.
 [[maybe_unused]] void LeaveProcess()
 {
