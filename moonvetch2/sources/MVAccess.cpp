@@ -25,41 +25,53 @@ namespace
 constinit MVAccess* sDropped = nullptr;
 constinit MVURL* sMainBundle = nullptr; // taken once, and held for the life of the process
 
-void linkAccess(MVAccess*& ioHead, MVAccess* inAccess)
+// Plug-ins know which of their accesses are in firstAccess, so that nobody has to search for one.
+void linkAccess(MVAccess*& ioHead, MVAccess* ioAccess)
 {
-    inAccess->next = ioHead;
-    ioHead = inAccess;
+    ioAccess->next = ioHead;
+    ioAccess->previous = nullptr;
+    if (ioHead != nullptr)
+        ioHead->previous = ioAccess;
+    ioHead = ioAccess;
+    ioAccess->listed = &ioHead == &firstAccess;
+    if (!ioAccess->listed)
+        return;
+    ioAccess->plugin->access = ioAccess;
+    ++ioAccess->plugin->accesses;
 }
 
-// What points to it; to null if it is not there.
-MVAccess** linkTo(MVAccess*& ioHead, const MVAccess* inAccess)
+void unlinkAccess(MVAccess* ioAccess)
 {
-    MVAccess** link = &ioHead;
-    while (*link != nullptr && *link != inAccess)
-        link = &(*link)->next;
-    return link;
+    MVAccess*& head = ioAccess->listed ? firstAccess : sDropped;
+    (ioAccess->previous != nullptr ? ioAccess->previous->next : head) = ioAccess->next;
+    if (ioAccess->next != nullptr)
+        ioAccess->next->previous = ioAccess->previous;
+    if (!ioAccess->listed)
+        return;
+    --ioAccess->plugin->accesses;
+    if (ioAccess->plugin->access == ioAccess)
+        ioAccess->plugin->access = nullptr;
 }
 
-MVAccess** linkToAccessOf(const MVPlugin* inPlugin)
+// The one nearest to the head. There are two where a plug-in was acquired while its adapter was loading it.
+MVAccess* findAccess(const MVPlugin* inPlugin)
 {
-    MVAccess** link = &firstAccess;
-    while (*link != nullptr && (*link)->plugin != inPlugin)
-        link = &(*link)->next;
-    return link;
-}
-
-bool unlinkAccess(MVAccess*& ioHead, const MVAccess* inAccess)
-{
-    MVAccess** link = linkTo(ioHead, inAccess);
-    if (*link == nullptr)
-        return false;
-    *link = inAccess->next;
-    return true;
+    if (inPlugin == nullptr)
+        return nullptr;
+    if (inPlugin->access != nullptr || inPlugin->accesses == 0)
+        return inPlugin->access;
+    MVAccess* access = firstAccess;
+    while (access != nullptr && access->plugin != inPlugin)
+        access = access->next;
+    return access;
 }
 
 bool isListed(const MVAccess* inAccess)
 {
-    return *linkTo(firstAccess, inAccess) != nullptr;
+    const MVAccess* access = firstAccess;
+    while (access != nullptr && access != inAccess)
+        access = access->next;
+    return access != nullptr;
 }
 
 MVResult allocateAccess(MVPlugin* inPlugin, MVAccess** outAccess)
@@ -237,7 +249,7 @@ void dropStanding()
     while (firstAccess != nullptr)
     {
         MVAccess* access = firstAccess;
-        firstAccess = access->next;
+        unlinkAccess(access);
         linkAccess(sDropped, access);
     }
 }
@@ -303,7 +315,7 @@ void mvFreeDroppedAccesses(bool inHeldToo)
                 mvEdgeDestroyAccess(access);
                 --countAccess;
             }
-            unlinkAccess(sDropped, access);
+            unlinkAccess(access);
             mvIntFreeBlock(access);
         }
         access = next;
@@ -328,8 +340,8 @@ void forgetIn(MVAccess*& ioHead, const MVPlugin* inPlugin)
             // Unless other plug-ins are in it. There may be no flush any more.
             if (file != nullptr)
                 mvDestroyFileAccess(file);
+            unlinkAccess(access);
             access->plugin = nullptr;
-            unlinkAccess(ioHead, access);
             linkAccess(sDropped, access);
         }
         access = next;
@@ -356,8 +368,7 @@ MVResult mvDestroyAccess(MVAccess* inAccess)
     inAccess->state = result == kMVNoError ? kMVAccessState_Unloaded : kMVAccessState_Loaded;
     if (result != kMVNoError)
         return result;
-    if (!unlinkAccess(firstAccess, inAccess))
-        unlinkAccess(sDropped, inAccess);
+    unlinkAccess(inAccess);
     --countAccess;
     if (inAccess->count <= 0)
         return mvIntFreeBlock(inAccess);
@@ -387,12 +398,14 @@ MVResult MVAcquirePlugin(MVPlugin* plugin, MVAccess** out)
         return kMVBadParameterError;
     if (mvIsUnderV1Adapter(plugin))
         return mvRaise(kMVNeedsNativeAdapterError);
-    MVAccess** link = linkToAccessOf(plugin);
-    MVAccess* access = *link;
+    MVAccess* access = findAccess(plugin);
     if (access == nullptr)
         return mvIsNative(plugin) ? acquireNative(plugin, out) : acquireForeign(plugin, out);
-    *link = access->next;
-    linkAccess(firstAccess, access);
+    if (access != firstAccess)
+    {
+        unlinkAccess(access);
+        linkAccess(firstAccess, access);
+    }
     ++access->count;
     *out = access;
     return kMVNoError;
@@ -467,7 +480,7 @@ MVResult MVGetPluginAccess(MVPlugin* plugin, MVAccess** out)
     if (gMVHostProcs->getPluginAccess != nullptr &&
         gMVHostProcs->getPluginAccess(plugin, out) == kMVNoError)
         return kMVNoError;
-    *out = *linkToAccessOf(plugin);
+    *out = findAccess(plugin);
     return kMVNoError;
 }
 

@@ -24,7 +24,9 @@ enum : std::uint8_t
 
 struct MVAccess
 {
-    MVAccess* next; ///< in firstAccess
+    MVAccess* next; ///< in firstAccess, or among those dropped
+    MVAccess* previous;
+    bool listed; ///< in firstAccess
     MVPlugin* plugin;
     MVPluginEntry entry;
     std::int32_t count;            ///< acquires outstanding

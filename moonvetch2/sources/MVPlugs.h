@@ -32,7 +32,9 @@ struct MVPlugin
     void* hostInfo;
     void* adapterInfo;
     void* resourceAccess;
-    MVWalkMarks walks; ///< see MVWalk.h
+    MVAccess* access;      ///< the one last acquired; null if it has gone from firstAccess
+    std::int32_t accesses; ///< in firstAccess
+    MVWalkMarks walks;     ///< see MVWalk.h
 };
 
 struct MVPluginList
