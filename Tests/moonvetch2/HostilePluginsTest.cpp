@@ -332,6 +332,28 @@ TEST_F(HostilePluginsTest, AnUnloadThatGivesASuiteBackFindsItsAccessStill)
     EXPECT_EQ(kMVNoError, released);
 }
 
+TEST_F(HostilePluginsTest, NoListIsFreedUnderAPluginThatIsBeingCalled)
+{
+    MVPluginList* own = nullptr;
+    MVPluginList* other = nullptr;
+    ASSERT_EQ(kMVNoError, MVAllocatePluginList(nullptr, &own));
+    ASSERT_EQ(kMVNoError, MVAllocatePluginList(nullptr, &other));
+    ScriptedPlugin& plugin = ScriptedPlugin::All().at(9);
+    ASSERT_EQ(kMVNoError, MVAddHostPlugin(own, ScriptedPlugin::EntryOf(9), nullptr,
+                                          kMVMoonVetch2Adapter, nullptr, &plugin.plugin, nullptr));
+    std::vector<MVResult> freed;
+    plugin.answer = [&](auto&&...)
+    {
+        freed = {MVFreePluginList(nullptr), MVFreePluginList(own), MVFreeAdapterList(nullptr),
+                 MVFreePluginList(other)};
+        return MVResult{kMVNoError};
+    };
+    EXPECT_EQ(kMVNoError, Tell(plugin));
+    EXPECT_THAT(freed, ElementsAre(kMVAlreadyInMessageError, kMVAlreadyInMessageError,
+                                   kMVAlreadyInMessageError, kMVNoError));
+    EXPECT_EQ(kMVNoError, MVFreePluginList(own));
+}
+
 TEST_F(HostilePluginsTest, AMessageToTheBuiltInAdapterWithoutARecordIsHarmless)
 {
     ScriptedPlugin& plugin = AddFile("/a.so");

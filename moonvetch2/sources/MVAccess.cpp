@@ -1,6 +1,7 @@
 #include "MVAccess.h"
 
 #include <cstring>
+#include <initializer_list>
 
 #include "MVAdapts.h"
 #include "MVHost.h"
@@ -349,6 +350,19 @@ void forgetIn(MVAccess*& ioHead, const MVPlugin* inPlugin)
 }
 
 } // namespace
+
+bool mvIsBeingCalled(const MVPlugin* inPlugin)
+{
+    for (const MVAccess* head : {firstAccess, sDropped})
+    {
+        for (const MVAccess* access = head; access != nullptr; access = access->next)
+        {
+            if (access->plugin == inPlugin && access->callsUnderWay != 0)
+                return true;
+        }
+    }
+    return false;
+}
 
 void mvForgetAccessesOf(const MVPlugin* inPlugin)
 {

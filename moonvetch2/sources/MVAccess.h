@@ -54,6 +54,8 @@ MVResult mvFlushAccesses(MVFlushProc inFlushProc, std::int32_t* outFlushed,
 /// "Unload", and the end of the record as soon as nobody holds it. kMVAlreadyInMessageError while its entry is
 /// being called.
 MVResult mvDestroyAccess(MVAccess* inAccess);
+/// Whether its entry is running.
+bool mvIsBeingCalled(const MVPlugin* inPlugin);
 /// Of a plug-in whose record goes: without a word to it.
 void mvForgetAccessesOf(const MVPlugin* inPlugin);
 /// Accesses that flushes left standing, and those unloaded while they were held, stand on a list of their own until

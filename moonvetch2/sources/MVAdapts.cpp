@@ -180,6 +180,8 @@ MVResult MVFreeAdapterList(MVAdapterList* list)
     MVAdapterList* freed = listOr(list);
     if (freed == nullptr)
         return kMVBadParameterError;
+    if (freed == gMVAdapters && gMVCallsUnderWay > 0)
+        return kMVAlreadyInMessageError;
     while (freed->head != nullptr)
     {
         MVAdapter* adapter = freed->head;

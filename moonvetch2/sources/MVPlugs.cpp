@@ -33,6 +33,14 @@ MVResult freePlugin(MVPlugin* inPlugin)
     return mvIntFreeBlock(inPlugin);
 }
 
+bool isAnyBeingCalled(const MVPluginList* inList)
+{
+    const MVPlugin* plugin = inList->head;
+    while (plugin != nullptr && !mvIsBeingCalled(plugin))
+        plugin = plugin->next;
+    return plugin != nullptr;
+}
+
 // Its data may lack the NUL: then there is one behind the last byte.
 MVResult setNameFromData(MVPlugin* ioPlugin, const char* inData, std::size_t inBytes)
 {
@@ -167,12 +175,15 @@ MVResult MVAllocatePluginList(MVStringPool* pool, MVPluginList** out)
     return result;
 }
 
+// A call that comes back needs the record of its plug-in, and a walk the whole list.
 MVResult MVFreePluginList(MVPluginList* list)
 {
     MV_ONE_THREAD();
     MVPluginList* freed = listOr(list);
     if (freed == nullptr)
         return kMVBadParameterError;
+    if (gMVCallsUnderWay > 0 && (freed == gMVPlugins || isAnyBeingCalled(freed)))
+        return kMVAlreadyInMessageError;
     while (freed->head != nullptr)
     {
         MVPlugin* plugin = freed->head;

@@ -201,7 +201,8 @@ MV_API MVResult MVStartupExport(MVPluginList* list, const char* name, int32_t ve
 
 /* "MV Plug-ins Suite": Versions 4 and 5 are one table. */
 MV_API MVResult MVAllocatePluginList(MVStringPool* pool, MVPluginList** out);
-/* Frees the plug-ins' records and properties as well. They hear nothing of it; what they supply has to go first. */
+/* Frees the plug-ins' records and properties as well. They hear nothing of it; what they supply has to go first.
+   kMVAlreadyInMessageError while one of them is being called; for the host's list, while any plug-in is. */
 MV_API MVResult MVFreePluginList(MVPluginList* list);
 /* Lists a plug-in. @param path  of its file or bundle folder, as a URL or an absolute path; null for the host's.
    @param propertyList  copied; trusted: of strangers, MVCheckPropertyList comes first.
