@@ -1,18 +1,18 @@
 #include "MVAccess.h"
 
-#include <cstring>
+#include <cstddef>
 #include <initializer_list>
 
 #include "MVAdapts.h"
+#include "MVBlocks.h"
+#include "MVError.h"
 #include "MVHost.h"
 #include "MVInterf.h"
 #include "MVPlugs.h"
 #include "MVProps.h"
-#include "MVRecord.h"
 #include "MVThread.h"
 #include "MVWalk.h"
 #include "edge/MVEAcces.h"
-#include "edge/MVEFiles.h"
 
 static_assert(sizeof(MVAccessMessage) == 40);
 static_assert(offsetof(MVAccessMessage, accessPhase) == 32);
@@ -24,7 +24,6 @@ namespace
 {
 
 constinit MVAccess* sDropped = nullptr;
-constinit MVURL* sMainBundle = nullptr; // taken once, and held for the life of the process
 
 // Plug-ins know which of their accesses are in firstAccess, so that nobody has to search for one.
 void linkAccess(MVAccess*& ioHead, MVAccess* ioAccess)
@@ -255,29 +254,6 @@ void dropStanding()
     }
 }
 
-MVURL* hostBundle()
-{
-    if (gMVHostBundle != nullptr)
-        return gMVHostBundle;
-    if (sMainBundle == nullptr)
-        sMainBundle = mvEdgeCopyMainBundleURL();
-    return sMainBundle;
-}
-
-// What the caller's handle points to takes the bundle behind its first word.
-void writeHandle(const MVAccess* inAccess, void** ioHandle)
-{
-    if (inAccess->fileAccess != nullptr)
-        *ioHandle = nullptr;
-    else if (inAccess->plugin->hostData != nullptr)
-        *ioHandle = inAccess->plugin->hostData;
-    else if (*ioHandle != nullptr)
-    {
-        MVURL* const bundle = hostBundle();
-        std::memcpy(static_cast<unsigned char*>(*ioHandle) + 8, &bundle, sizeof bundle);
-    }
-}
-
 } // namespace
 
 MVResult mvDefaultFlush(const char*, MVAccess*, std::int32_t* outFlush)
@@ -495,62 +471,5 @@ MVResult MVGetPluginAccess(MVPlugin* plugin, MVAccess** out)
         gMVHostProcs->getPluginAccess(plugin, out) == kMVNoError)
         return kMVNoError;
     *out = findAccess(plugin);
-    return kMVNoError;
-}
-
-MVResult MVGetAccessPlugin(MVAccess* access, MVPlugin** out)
-{
-    MV_ONE_THREAD();
-    return mvGetField(access, &MVAccess::plugin, out);
-}
-
-MVResult MVGetAccessEntry(MVAccess* access, MVPluginEntry* out)
-{
-    MV_ONE_THREAD();
-    return mvGetField(access, &MVAccess::entry, out);
-}
-
-MVResult MVGetAccessCount(MVAccess* access, int32_t* out)
-{
-    MV_ONE_THREAD();
-    return mvGetField(access, &MVAccess::count, out);
-}
-
-MVResult MVGetAccessInfo(MVAccess* access, MVAccessInfo* out)
-{
-    MV_ONE_THREAD();
-    if (access == nullptr || access->plugin == nullptr || out == nullptr)
-        return kMVBadParameterError;
-    writeHandle(access, &out->handle);
-    out->resourceAccess = access->plugin->resourceAccess;
-    out->lastAccessTicks = access->lastAccessTicks;
-    return kMVNoError;
-}
-
-MVResult MVGetPluginResourceAccess(MVPlugin* plugin, void** out)
-{
-    MV_ONE_THREAD();
-    return mvGetField(plugin, &MVPlugin::resourceAccess, out);
-}
-
-MVResult MVSetPluginResourceAccess(MVPlugin* plugin, void* resourceAccess)
-{
-    MV_ONE_THREAD();
-    return mvSetField(plugin, &MVPlugin::resourceAccess, resourceAccess);
-}
-
-MVResult MVGetCurrentPlugin(MVPlugin** out)
-{
-    MV_ONE_THREAD();
-    if (out == nullptr)
-        return kMVBadParameterError;
-    *out = gMVCurrentPlugin;
-    return kMVNoError;
-}
-
-MVResult MVSetCurrentPlugin(MVPlugin* plugin)
-{
-    MV_ONE_THREAD();
-    gMVCurrentPlugin = plugin;
     return kMVNoError;
 }

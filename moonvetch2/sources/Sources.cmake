@@ -1,3 +1,4 @@
+target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVAccInf.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVAccess.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVAdapt2.cpp)
 target_sources(RiverKit PRIVATE ${CMAKE_CURRENT_LIST_DIR}/MVAdapts.cpp)
