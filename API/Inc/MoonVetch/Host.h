@@ -93,9 +93,10 @@ MV_API MVResult MVAddPluginSpecification(MVPluginList* list, MVURL* url,
                                          const char* adapterName, void* adapterInfo,
                                          MVPlugin** out);
 /* Lists the plug-ins of a file or a bundle folder. Their properties are read without running any of its
-    code, and checked. @param added  how many there were.
-    @return kMVPluginNotFoundError if there is nothing of that name, kMVNeedsNativeAdapterError if it carries no
-    properties and so is no plug-in, kMVBadParameterError if they are damaged. */
+   code, and all are checked before the first is listed. What is added again is listed again.
+   @param added  how many were listed: where memory runs out, perhaps not all.
+   @return kMVPluginNotFoundError if there is nothing of that name, kMVNeedsNativeAdapterError if it carries no
+   properties and so is no plug-in, kMVBadParameterError if they are damaged. */
 MV_API MVResult MVAddPluginFile(MVPluginList* list, const char* path, int32_t* added);
 /* Why code could last not be loaded, by the words of the system's loader where it was asked; "" if it was. */
 MV_API const char* MVGetLoadFailureText(void);

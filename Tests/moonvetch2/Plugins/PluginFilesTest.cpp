@@ -259,6 +259,25 @@ TEST_F(PluginFilesTest, OneDamagedPropertyFileKeepsTheWholeBundleOut)
     EXPECT_THAT(Text(), HasSubstr("Z.mvproperties: properties that cannot be read"));
 }
 
+TEST_F(PluginFilesTest, WhereverMemoryRunsOutAsManyAreListedAsAreTold)
+{
+    const std::string bundle = MakeBundle(mFolder, "B", CodeSample("MainOnly"),
+                                          PropertyBytes().Name("B").Entry("").Bytes());
+    mFolder.Write("B.plugin/Contents/Resources/A.mvproperties", PropertyBytes().Name("A").Bytes());
+    MVResult result = kMVOutOfMemoryError;
+    for (int left = 0; result != kMVNoError; ++left)
+    {
+        ASSERT_LT(left, 100);
+        const std::size_t before = Listed();
+        app.allocationsLeft = left;
+        result = Add(bundle);
+        app.allocationsLeft = -1;
+        EXPECT_EQ(result == kMVNoError ? kMVNoError : kMVOutOfMemoryError, result);
+        EXPECT_EQ(before + static_cast<std::size_t>(mAdded), Listed());
+        EXPECT_EQ(result == kMVNoError, mAdded == 2);
+    }
+}
+
 TEST_F(PluginFilesTest, AFileCutShortAnywhereIsRefusedOrListedButNeverReadPastItsEnd)
 {
     const std::string whole = BytesOfFile(PluginSample("Declared.so"));

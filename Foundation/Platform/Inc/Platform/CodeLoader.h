@@ -20,6 +20,7 @@ public:
 
     /// The file is checked before the system sees it, since one that was cut short would kill the process. What
     /// the code sets up by itself runs within the call; an exception out of that ends the process.
+    /// Who writes into a file of code ends it too, then or later: a new one must be renamed over the old.
     /// @param inPath  of a file or a bundle folder. @return the code; the same for the same file.
     virtual void* Load(const std::string& inPath, std::string& outError) = 0;
     /// @param inCode  from Load(). @return a function of that very file: names of what it depends on do not count.
