@@ -210,26 +210,19 @@ TEST(ElfFile, VeryManySectionsAreCountedInTheFirst)
 
 TEST(ElfFile, OffsetsSizesAndIndexesBeyondTheFileAreDamage)
 {
-    const auto damaged = [](const Image& inImage)
-    { return Section(BytesOf(inImage)).fault == CodeFault::kDamaged; };
-    Image image = Sound();
-    image.header.e_shoff = UINT64_MAX - 8;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.header.e_shentsize = 8;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.header.e_shnum = 5000;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.header.e_shstrndx = 9;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.sections[1].sh_size = UINT64_MAX;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.sections[2].sh_offset = sizeof(Image) - 15;
-    EXPECT_TRUE(damaged(image));
+    const auto damaged = [](void (*inChange)(Image&))
+    {
+        Image image = Sound();
+        inChange(image);
+        return Section(BytesOf(image)).fault == CodeFault::kDamaged;
+    };
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.header.e_shoff = UINT64_MAX - 8; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.header.e_shentsize = 8; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.header.e_shnum = 5000; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.header.e_shstrndx = 9; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.sections[1].sh_size = UINT64_MAX; }));
+    EXPECT_TRUE(
+        damaged([](Image& ioImage) { ioImage.sections[2].sh_offset = sizeof(Image) - 15; }));
 }
 
 TEST(ElfFile, ANameThatBeginsBeyondTheNamesOrHasNoEndIsNobodys)
@@ -262,35 +255,25 @@ TEST(ElfFile, MayBeLoadedWhenMachineKindAndSegmentsAreRight)
 
 TEST(ElfFile, SegmentsThatCannotBeAreDamage)
 {
-    const auto damaged = [](const Image& inImage)
-    { return Loadable(inImage) == CodeFault::kDamaged; };
-    Image image = Sound();
-    image.segments[0].p_filesz = image.segments[0].p_memsz = sizeof(Image) + 1;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.segments[0].p_offset = UINT64_MAX;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.segments[0].p_memsz = 8;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.segments[0].p_vaddr = UINT64_MAX - 8;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.segments[0].p_type = PT_NULL;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.segments[1].p_vaddr = 0x1000 + sizeof(Image) + 1;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.header.e_phentsize = 1;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.header.e_phnum = 60000;
-    EXPECT_TRUE(damaged(image));
-    image = Sound();
-    image.segments[2] = image.segments[0]; // twice at one place
-    EXPECT_TRUE(damaged(image));
+    const auto damaged = [](void (*inChange)(Image&))
+    {
+        Image image = Sound();
+        inChange(image);
+        return Loadable(image) == CodeFault::kDamaged;
+    };
+    EXPECT_TRUE(damaged(
+        [](Image& ioImage)
+        { ioImage.segments[0].p_filesz = ioImage.segments[0].p_memsz = sizeof(Image) + 1; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.segments[0].p_offset = UINT64_MAX; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.segments[0].p_memsz = 8; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.segments[0].p_vaddr = UINT64_MAX - 8; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.segments[0].p_type = PT_NULL; }));
+    EXPECT_TRUE(
+        damaged([](Image& ioImage) { ioImage.segments[1].p_vaddr = 0x1000 + sizeof(Image) + 1; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.header.e_phentsize = 1; }));
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.header.e_phnum = 60000; }));
+    // twice at one place
+    EXPECT_TRUE(damaged([](Image& ioImage) { ioImage.segments[2] = ioImage.segments[0]; }));
 }
 
 class CodeBytesTest : public testing::Test
