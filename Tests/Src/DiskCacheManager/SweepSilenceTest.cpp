@@ -10,6 +10,7 @@
 #include "DiskCacheFixture.h"
 #include "Support/ChildProcess.h"
 #include "Support/Gate.h"
+#include "Support/Sanitizers.h"
 #include "qelcore/DebugDatabase.h"
 
 namespace
@@ -78,6 +79,8 @@ TEST_F(SweepSilence, AVolumeThatFallsSilentInItsOwnPhaseKeepsWhatItsFoldersTold)
 
 TEST_F(SweepSilence, WithoutAThreadToBeHadTheSweepDoesTheWorkItself)
 {
+    if (RK_TEST_THREAD_SANITIZER)
+        GTEST_SKIP() << "ThreadSanitizer ends a child that tries to make threads";
     const int answer = Testing::RunWithoutRights(
         [this]
         {
