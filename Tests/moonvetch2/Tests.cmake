@@ -33,3 +33,5 @@ rk_add_plugin_tests(PluginHostInternalTests LABELS plugins INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/BootTest.cpp)
 rk_add_plugin_tests(PluginHostStressTests LABELS plugins stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/ThreadWatchStress.cpp)
+rk_add_plugin_tests(PluginHostAllocationTests LABELS plugins SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/HostAllocationTest.cpp)
