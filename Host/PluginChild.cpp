@@ -17,14 +17,22 @@ namespace RKHost
 namespace
 {
 
-std::string LoadFailure(MVResult inCode)
+/// The loader's words, without the path that they begin with: whoever reads them has it beside them.
+std::string LoadText(const std::string& inPath)
 {
     const std::string text = MVGetLoadFailureText();
+    return text.compare(0, inPath.size() + 2, inPath + ": ") == 0 ? text.substr(inPath.size() + 2)
+                                                                  : text;
+}
+
+std::string LoadFailure(const std::string& inPath, MVResult inCode)
+{
+    const std::string text = LoadText(inPath);
     return PluginCodeText(inCode) + (text.empty() ? "" : ": " + text);
 }
 
 /// @return a line of the report.
-std::string LoadAll()
+std::string LoadAll(const std::string& inPath)
 {
     std::vector<MVPlugin*> plugins;
     MVPluginListIterator* iterator = nullptr;
@@ -43,7 +51,7 @@ std::string LoadAll()
     {
         MVAccess* access = nullptr;
         if (const MVResult result = MVAcquirePlugin(each, &access))
-            return "failed\t" + Printable("cannot be loaded, " + LoadFailure(result));
+            return "failed\t" + Printable("cannot be loaded, " + LoadFailure(inPath, result));
         MVReleasePlugin(access);
     }
     return "plug-ins\t" + std::to_string(plugins.size());
@@ -54,10 +62,10 @@ std::string Load(const std::string& inPath)
     std::int32_t added = 0;
     const MVResult result = MVAddPluginFile(nullptr, inPath.c_str(), &added);
     if (result == kMVNeedsNativeAdapterError || (result == kMVNoError && added == 0))
-        return "none";
+        return "none\t" + Printable(LoadText(inPath));
     if (result != kMVNoError)
-        return "failed\t" + Printable("cannot be read, " + LoadFailure(result));
-    return LoadAll();
+        return "failed\t" + Printable("cannot be read, " + LoadFailure(inPath, result));
+    return LoadAll(inPath);
 }
 
 } // namespace

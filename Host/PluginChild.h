@@ -11,8 +11,8 @@ namespace RKHost
 // What "rkhost plugins scan" has child processes do. Both start and stop the library, and tell how far they have
 // come by a PluginReport, in lines of a word and fields behind it, with a tab between.
 
-/// Loads the code of one file and unloads it. Reports "plug-ins N", or "none" if it is no plug-in at all, or
-/// "failed" and why.
+/// Loads the code of one file and unloads it. Reports "plug-ins N", or "none" and perhaps why if it is no
+/// plug-in at all, or "failed" and why.
 ExitCode RunPluginLoad(const std::string& inPath);
 
 /// Lists all files, and starts their plug-ins. Reports "at N" ahead of whatever concerns plug-ins of the file with

@@ -83,7 +83,7 @@ PluginVerdict PluginScan::VerdictOf(const PluginCandidate& inCandidate)
         Condemn(verdict, trial.mFailure + (trial.mLines.empty() ? " when it was loaded"
                                                                 : " when it was unloaded"));
     else if (line.mWord == "none")
-        verdict.mText = "no plug-in";
+        verdict.mText = line.mText.empty() ? "no plug-in" : FromPrintable(line.mText);
     else if (line.mWord != "plug-ins")
         Condemn(verdict, line.mWord == "failed" ? FromPrintable(line.mText) : "gave no answer");
     else

@@ -16,7 +16,6 @@ namespace
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::Not;
 
 class RkhostPlugins : public RkhostTest
 {
@@ -125,7 +124,7 @@ TEST_F(RkhostPlugins, WhatIsNoPluginIsLeftOut)
     Put("Good");
     const Ended ended = Scan();
     EXPECT_EQ(0, ended.mCode) << ended.mError << ended.mOutput;
-    EXPECT_THAT(Line(ended, "SampleNoPlugin.so"), ContainsRegex("  no plug-in$"));
+    EXPECT_THAT(Line(ended, "SampleNoPlugin.so"), HasSubstr("  no plug-in"));
 }
 
 TEST_F(RkhostPlugins, WhatDoesHarmWhenItIsLoadedTakesNothingDownAndIsNotTriedAgain)
@@ -222,10 +221,10 @@ TEST_F(RkhostPlugins, AFileThatIsCutShortIsToldAndNotTriedAgain)
 {
     const std::string path = Put("Good");
     std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
-    const Ended ended = Scan();
-    EXPECT_THAT(Line(ended, path), Not(ContainsRegex("  good$"))) << ended.mOutput;
+    EXPECT_THAT(Line(Scan(), path), HasSubstr("cannot be read, 'Parm': damaged"));
+    EXPECT_THAT(Line(Scan(), path), HasSubstr("in quarantine: cannot be read"));
     mFolder.Write("plug-ins/empty.so", "");
-    EXPECT_THAT(Line(Scan(), "empty.so"), Not(ContainsRegex("  good$")));
+    EXPECT_THAT(Line(Scan(), "empty.so"), HasSubstr("no shared object"));
 }
 
 TEST_F(RkhostPlugins, WithoutACandidateTheHostsOwnAreTold)
