@@ -373,6 +373,13 @@ TEST_F(PluginFilesTest, AnExceptionOutOfAnEntryOfAFileIsAnAnswer)
     EXPECT_EQ(kMVNoError, mDelivery);
 }
 
+TEST_F(PluginFilesTest, WithoutAHostNothingIsListed)
+{
+    ASSERT_EQ(kMVNoError, MVTerm());
+    EXPECT_NE(kMVNoError, Add(PluginSample("Declared.so")));
+    EXPECT_EQ(0, mAdded);
+}
+
 TEST_F(PluginFilesTest, WhatWasLoadedLeavesNoFailureBehind)
 {
     Add(mFolder.Path("Nothing.so"));
