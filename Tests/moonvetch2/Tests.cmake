@@ -30,7 +30,8 @@ rk_add_plugin_tests(PluginHostTests LABELS plugins SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/RuntimeTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SuitesTest.cpp)
 rk_add_plugin_tests(PluginHostInternalTests LABELS plugins INTERNAL SOURCES
-  ${CMAKE_CURRENT_LIST_DIR}/BootTest.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/BootTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/WalkTest.cpp)
 rk_add_plugin_tests(PluginHostStressTests LABELS plugins stress INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/ThreadWatchStress.cpp)
 rk_add_plugin_tests(PluginHostAllocationTests LABELS plugins SOURCES

@@ -65,8 +65,8 @@ MVResult shutDownPluginsWithoutSuites()
     constexpr std::uint8_t kMarks =
         kMVPluginFlag_Started | kMVPluginFlag_Broken | kMVPluginFlag_ExportsSuites;
     MVResult result = kMVNoError;
-    const MVWalk walk(gMVPlugins->head);
-    while (MVPlugin* plugin = walk.Next(gMVPlugins->head))
+    MVWalk walk(gMVPlugins->head);
+    while (MVPlugin* plugin = walk.Next(gMVPlugins->head, gMVPlugins->stamp))
     {
         if (isMarkedStarted(plugin, kMarks))
             result = shutDownWithoutSuites(plugin);
@@ -81,8 +81,8 @@ MVResult shutDownTheOthers()
     constexpr std::uint8_t kMarks =
         kMVPluginFlag_Started | kMVPluginFlag_Broken | kMVPluginFlag_SkipShutdown;
     MVResult result = kMVNoError;
-    const MVWalk walk(gMVPlugins->head);
-    while (MVPlugin* plugin = walk.Next(gMVPlugins->head))
+    MVWalk walk(gMVPlugins->head);
+    while (MVPlugin* plugin = walk.Next(gMVPlugins->head, gMVPlugins->stamp))
     {
         if (!isMarkedStarted(plugin, kMarks))
             continue;

@@ -45,5 +45,19 @@ struct MVWalk
         return record;
     }
 
-    MVWalkMarks mark; ///< 0 for one that is too deep
+    /// The same where the list has a stamp, which each change of it moves on: a walk along a list that stands still goes
+    /// on where it was, so that its cost is that of the list and not of its square.
+    template <class Record>
+    Record* Next(Record* inHead, std::uint32_t inStamp)
+    {
+        const bool stoodStill = met != nullptr && inStamp == stamp;
+        Record* record = Next(stoodStill ? static_cast<Record*>(met)->next : inHead);
+        met = record;
+        stamp = inStamp;
+        return record;
+    }
+
+    MVWalkMarks mark;        ///< 0 for one that is too deep
+    void* met = nullptr;     ///< the last one; only looked at while the stamp is the same
+    std::uint32_t stamp = 0; ///< when that was
 };
