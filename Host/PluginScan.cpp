@@ -112,6 +112,23 @@ void PluginScan::StartTogether()
     }
 }
 
+std::size_t PluginScan::ReadStart(const std::vector<std::string>& inLines, std::size_t inCount)
+{
+    mStartLines.clear();
+    mIsSomeSick = false;
+    std::size_t at = inCount;
+    for (const std::string& text : inLines)
+    {
+        const ReportLine line = Split(text);
+        if (line.mWord == "row")
+            mStartLines.push_back(Harmless(line.mText));
+        mIsSomeSick = mIsSomeSick || line.mWord == "sick";
+        if (line.mWord == "at" && !ParseNumber(line.mText, inCount, at))
+            at = inCount;
+    }
+    return at;
+}
+
 bool PluginScan::StartOnce(const std::vector<PluginVerdict*>& inGood)
 {
     std::vector<std::string> arguments = {"plugins", "start-all", "--"};
@@ -119,18 +136,7 @@ bool PluginScan::StartOnce(const std::vector<PluginVerdict*>& inGood)
         arguments.push_back(verdict->mCandidate.mPath);
     const PluginTrial trial =
         RunPluginTrial(mLoop, arguments, mLimitSeconds, 3 * inGood.size() + 3);
-    mStartLines.clear();
-    mIsSomeSick = false;
-    std::size_t at = inGood.size();
-    for (const std::string& text : trial.mLines)
-    {
-        const ReportLine line = Split(text);
-        if (line.mWord == "row")
-            mStartLines.push_back(Harmless(line.mText));
-        mIsSomeSick = mIsSomeSick || line.mWord == "sick";
-        if (line.mWord == "at" && !ParseNumber(line.mText, inGood.size(), at))
-            at = inGood.size();
-    }
+    const std::size_t at = ReadStart(trial.mLines, inGood.size());
     if (trial.mFailure.empty())
         return true;
     if (at < inGood.size())

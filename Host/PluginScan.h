@@ -44,6 +44,8 @@ private:
     void Condemn(PluginVerdict& ioVerdict, const std::string& inReason);
     /// @return whether nobody did harm.
     bool StartOnce(const std::vector<PluginVerdict*>& inGood);
+    /// Takes what is to be told out of a report. @return the number of the file that came last; inCount if none did.
+    std::size_t ReadStart(const std::vector<std::string>& inLines, std::size_t inCount);
     std::vector<PluginVerdict*> Good();
 
     EventLoop& mLoop;
