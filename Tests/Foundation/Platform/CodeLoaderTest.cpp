@@ -185,6 +185,12 @@ TEST_F(CodeLoaderTest, WhatIsNoSharedObjectIsRefused)
     EXPECT_THAT(mError, HasSubstr("Object.so: no shared object: ELF type 1"));
 }
 
+TEST_F(CodeLoaderTest, AProgramIsNoCodeToLoad)
+{
+    EXPECT_EQ(nullptr, Load("/bin/sh"));
+    EXPECT_THAT(mError, testing::StartsWith("/bin/sh: "));
+}
+
 // In the loader it would be the death of the process, at the first touch of a page that is not there.
 TEST_F(CodeLoaderTest, AFileCutShortAnywhereIsRefusedOrLoadsButNeverKills)
 {
