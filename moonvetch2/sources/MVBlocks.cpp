@@ -104,6 +104,16 @@ MVResult reallocateWithDebug(MVReallocateProc inReallocate, void* inBlock, std::
     return kMVNoError;
 }
 
+MVResult findHeader(void* inBlock, MVBlockHeader** outHeader)
+{
+    if (blockDebug == 0)
+        return mvRaise(kMVBlockDebugOffError);
+    if (inBlock == nullptr)
+        return kMVBadParameterError;
+    *outHeader = headerOf(inBlock);
+    return kMVNoError;
+}
+
 } // namespace
 
 MVResult mvAllocateBlock(MVAllocateProc inAllocate, std::size_t inSize, const char* inDebug,
@@ -214,13 +224,11 @@ MVResult MVGetNextBlock(void* block, void** out)
     if (out == nullptr)
         return kMVBadParameterError;
     *out = nullptr;
-    if (blockDebug == 0)
-        return mvRaise(kMVBlockDebugOffError);
-    if (block == nullptr)
-        return kMVBadParameterError;
-    if (MVBlockHeader* next = headerOf(block)->next; next != nullptr)
-        *out = blockOf(next);
-    return kMVNoError;
+    MVBlockHeader* header = nullptr;
+    const MVResult result = findHeader(block, &header);
+    if (result == kMVNoError && header->next != nullptr)
+        *out = blockOf(header->next);
+    return result;
 }
 
 MVResult MVGetBlockDebug(void* block, const char** out)
@@ -229,10 +237,9 @@ MVResult MVGetBlockDebug(void* block, const char** out)
     if (out == nullptr)
         return kMVBadParameterError;
     *out = nullptr;
-    if (blockDebug == 0)
-        return mvRaise(kMVBlockDebugOffError);
-    if (block == nullptr)
-        return kMVBadParameterError;
-    *out = headerOf(block)->debug;
-    return kMVNoError;
+    MVBlockHeader* header = nullptr;
+    const MVResult result = findHeader(block, &header);
+    if (result == kMVNoError)
+        *out = header->debug;
+    return result;
 }
