@@ -1,6 +1,5 @@
-// Lists of properties that are chained, and walks within walks.
+// Lists of properties that are chained.
 #include "MVProps.h"
-#include "MVWalk.h"
 #include "PluginsFixture.h"
 
 namespace Testing
@@ -57,69 +56,6 @@ TEST_F(PropertyChainTest, TheNextListIsToldAndEndsWithTheFirst)
     EXPECT_EQ(kMVNoError, MVGetNextPropertyList(mFirst, &next));
     EXPECT_EQ(mFirst->nextList, next);
     EXPECT_EQ(kMVNoError, MVFreePropertyList(mFirst));
-}
-
-struct WalkRecord
-{
-    WalkRecord* next;
-    MVWalkMarks walks;
-};
-
-class WalkTest : public ::testing::Test
-{
-protected:
-    WalkRecord third = {nullptr, kMVWalkMarks_New};
-    WalkRecord second = {&third, kMVWalkMarks_New};
-    WalkRecord first = {&second, kMVWalkMarks_New};
-    WalkRecord* head = &first;
-};
-
-TEST_F(WalkTest, EachRecordIsMetOnceInOrder)
-{
-    const MVWalk walk(head);
-    EXPECT_EQ(&first, walk.Next(head));
-    EXPECT_EQ(&second, walk.Next(head));
-    EXPECT_EQ(&third, walk.Next(head));
-    EXPECT_EQ(nullptr, walk.Next(head));
-}
-
-TEST_F(WalkTest, WhatIsMovedAheadIsNotSkipped_AndWhatIsAddedIsPassedBy)
-{
-    const MVWalk walk(head);
-    EXPECT_EQ(&first, walk.Next(head));
-    first.next = nullptr;
-    second.next = &first;
-    third.next = &second;
-    WalkRecord added = {&third, kMVWalkMarks_New};
-    head = &added;
-    EXPECT_EQ(&third, walk.Next(head));
-    EXPECT_EQ(&second, walk.Next(head));
-    EXPECT_EQ(nullptr, walk.Next(head));
-}
-
-TEST_F(WalkTest, AWalkWithinAWalkTakesNothingFromIt)
-{
-    const MVWalk outer(head);
-    EXPECT_EQ(&first, outer.Next(head));
-    {
-        const MVWalk inner(head);
-        EXPECT_EQ(&first, inner.Next(head));
-        EXPECT_EQ(&second, inner.Next(head));
-    }
-    EXPECT_EQ(&second, outer.Next(head));
-}
-
-// How deep it gets.
-unsigned WalkWithin(WalkRecord* inHead, unsigned inDepth)
-{
-    const MVWalk walk(inHead);
-    return walk.Next(inHead) != nullptr ? WalkWithin(inHead, inDepth + 1) : inDepth;
-}
-
-TEST_F(WalkTest, WalksWithinEachOtherEnd)
-{
-    EXPECT_EQ(kMVMostWalks, WalkWithin(head, 0));
-    EXPECT_EQ(kMVMostWalks, WalkWithin(head, 0));
 }
 
 } // namespace Testing

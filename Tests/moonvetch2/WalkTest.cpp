@@ -18,8 +18,8 @@ struct Record
     MVWalkMarks walks;
 };
 
-/// A list of four with a stamp, as that of the plug-ins.
-struct Walk : ::testing::Test
+/// A list of four, walked with its stamp as that of the plug-ins, and without as that of the accesses.
+struct Walk : ::testing::TestWithParam<bool>
 {
     Walk()
     {
@@ -53,7 +53,7 @@ struct Walk : ::testing::Test
     {
         std::vector<int> met;
         MVWalk walk(head);
-        while (const Record* record = walk.Next(head, stamp))
+        while (const Record* record = GetParam() ? walk.Next(head, stamp) : walk.Next(head))
         {
             met.push_back(record->number);
             inOnMeeting(record->number);
@@ -66,12 +66,12 @@ struct Walk : ::testing::Test
     std::uint32_t stamp = 0;
 };
 
-TEST_F(Walk, GoesAlongAListThatStandsStill)
+TEST_P(Walk, GoesAlongAListThatStandsStill)
 {
     EXPECT_THAT(Met([](int) {}), ElementsAre(1, 2, 3, 4));
 }
 
-TEST_F(Walk, MeetsEachOnceWhereRecordsAreMovedToTheHead)
+TEST_P(Walk, MeetsEachOnceWhereRecordsAreMovedToTheHead)
 {
     EXPECT_THAT(Met(
                     [this](int inNumber)
@@ -82,7 +82,7 @@ TEST_F(Walk, MeetsEachOnceWhereRecordsAreMovedToTheHead)
                 ElementsAre(1, 4, 2, 3));
 }
 
-TEST_F(Walk, LooksAtNoneThatHasGone)
+TEST_P(Walk, LooksAtNoneThatHasGone)
 {
     EXPECT_THAT(Met(
                     [this](int inNumber)
@@ -97,7 +97,7 @@ TEST_F(Walk, LooksAtNoneThatHasGone)
                 ElementsAre(1, 2, 4));
 }
 
-TEST_F(Walk, PassesByWhatIsLinkedOnTheWay)
+TEST_P(Walk, PassesByWhatIsLinkedOnTheWay)
 {
     EXPECT_THAT(Met(
                     [this](int inNumber)
@@ -108,7 +108,7 @@ TEST_F(Walk, PassesByWhatIsLinkedOnTheWay)
                 ElementsAre(1, 2, 3, 4));
 }
 
-TEST_F(Walk, WithinAnotherMeetsThemAllAndLeavesTheOuterOneInItsPlace)
+TEST_P(Walk, WithinAnotherMeetsThemAllAndLeavesTheOuterOneInItsPlace)
 {
     std::vector<int> inner;
     const std::vector<int> outer = Met(
@@ -121,5 +121,20 @@ TEST_F(Walk, WithinAnotherMeetsThemAllAndLeavesTheOuterOneInItsPlace)
     EXPECT_THAT(inner, ElementsAre(1, 2, 3, 4));
     EXPECT_THAT(outer, ElementsAre(1, 2, 3, 4));
 }
+
+// How deep it gets.
+unsigned WalkWithin(Record* inHead, unsigned inDepth)
+{
+    const MVWalk walk(inHead);
+    return walk.Next(inHead) != nullptr ? WalkWithin(inHead, inDepth + 1) : inDepth;
+}
+
+TEST_P(Walk, TooDeepWithinOthersMeetsNone)
+{
+    EXPECT_EQ(kMVMostWalks, WalkWithin(head, 0));
+    EXPECT_EQ(kMVMostWalks, WalkWithin(head, 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lists, Walk, ::testing::Bool());
 
 } // namespace
