@@ -18,9 +18,11 @@ rk_add_plugin_tests(PluginTests LABELS plugins SOURCES
 rk_add_plugin_tests(PluginInternalTests LABELS plugins INTERNAL SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/AccessTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/AdaptersTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ForeignPluginTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/HostilePluginsTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/MessagesTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PropertyChainTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ShutdownTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/StartupTest.cpp)
 rk_add_plugin_tests(PluginHostTests LABELS plugins SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/BasicSuiteTest.cpp
