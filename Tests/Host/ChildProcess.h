@@ -35,6 +35,8 @@ public:
         posix_spawn_file_actions_adddup2(&files, input[0], STDIN_FILENO);
         posix_spawn_file_actions_adddup2(&files, output[1], STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&files, error[1], STDERR_FILENO);
+        // Whatever runs the tests may have others open, make its pipes for instance.
+        posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
         Spawn(inCommand, inEnvironment, files);
         posix_spawn_file_actions_destroy(&files);
         close(input[0]);
