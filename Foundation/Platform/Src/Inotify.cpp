@@ -2,12 +2,14 @@
 
 #include <cerrno>
 #include <csignal>
+#include <system_error>
 #include <thread>
-#include <vector>
+#include <utility>
 
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include "FanotifyMarks.h"
 #include "Platform/Thread.h"
 
 namespace Platform
@@ -43,31 +45,50 @@ Inotify& Inotify::Instance()
     return *sInstance;
 }
 
+Inotify::Inotify()
+    : mMarks(std::make_unique<FanotifyMarks>())
+{
+}
+
+int Inotify::StartThread(void (Inotify::*inRun)())
+try
+{
+    const ScopedBlockedSignals blocked;
+    std::thread(inRun, this).detach();
+    return 0;
+}
+catch (const std::system_error& error)
+{
+    return error.code().value();
+}
+
 int Inotify::Begin()
 {
     if (mInstance >= 0)
         return 0;
-    const int instance = inotify_init1(IN_CLOEXEC);
-    if (instance < 0)
+    mInstance = inotify_init1(IN_CLOEXEC);
+    if (mInstance < 0)
         return errno;
-    try
-    {
-        const ScopedBlockedSignals blocked;
-        mInstance = instance;
-        std::thread([this] { Run(); }).detach();
-    }
-    catch (const std::system_error& error)
-    {
-        mInstance = -1;
-        close(instance);
-        return error.code().value();
-    }
-    return 0;
+    const int error = StartThread(&Inotify::Run);
+    if (error != 0)
+        close(std::exchange(mInstance, -1));
+    return error;
 }
 
-int Inotify::Add(int inDescriptor, std::uint32_t inMask, IInotifyClient& inClient, int& outWatch)
+int Inotify::BeginMarks()
 {
-    const std::lock_guard<std::mutex> lock(mMutex);
+    if (mMarks->HasBegun())
+        return 0;
+    int error = mMarks->Begin();
+    if (error == 0)
+        error = StartThread(&Inotify::RunMarks);
+    if (error != 0)
+        mMarks->End();
+    return error;
+}
+
+int Inotify::AddWatch(int inDescriptor, std::uint32_t inMask, int& outWatch)
+{
     const int error = Begin();
     if (error != 0)
         return error;
@@ -76,12 +97,56 @@ int Inotify::Add(int inDescriptor, std::uint32_t inMask, IInotifyClient& inClien
     const int watch = inotify_add_watch(mInstance, path.c_str(), inMask | IN_MASK_ADD);
     if (watch < 0)
         return errno;
-    const auto [client, added] = mWatches[watch].try_emplace(&inClient, 0);
+    outWatch = watch;
+    return 0;
+}
+
+int Inotify::AddMark(int inDescriptor, std::uint32_t inMask, int& outWatch)
+{
+    const int error = BeginMarks();
+    return error == 0 ? mMarks->Add(inDescriptor, inMask, outWatch) : error;
+}
+
+void Inotify::AddClient(int inWatch, std::uint32_t inMask, IInotifyClient& inClient)
+{
+    const auto [client, added] = mWatches[inWatch].try_emplace(&inClient, 0);
     client->second |= inMask;
     if (added)
         ++mWatchCount[&inClient];
-    outWatch = watch;
-    return 0;
+}
+
+int Inotify::Add(int inDescriptor, std::uint32_t inMask, IInotifyClient& inClient, int& outWatch)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    const int error = AddWatch(inDescriptor, inMask, outWatch);
+    if (error == 0)
+        AddClient(outWatch, inMask, inClient);
+    return error;
+}
+
+// A folder that has a mark keeps it while that is used, though there may be watches again: its number is what the
+// folder is known by.
+int Inotify::AddFolder(int inDescriptor, std::uint32_t inMask, IInotifyClient& inClient,
+                       int& outWatch)
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    int error = 0;
+    if (!mMarks->AddToKnown(inDescriptor, inMask, outWatch))
+        error = AddWatch(inDescriptor, inMask, outWatch);
+    if (error == ENOSPC && AddMark(inDescriptor, inMask, outWatch) == 0)
+        error = 0;
+    if (error == 0)
+        AddClient(outWatch, inMask, inClient);
+    return error;
+}
+
+/// Of a watch that has no client any more.
+void Inotify::EndWatch(int inWatch)
+{
+    if (inWatch >= FanotifyMarks::kFirstWatch)
+        mMarks->Remove(inWatch);
+    else
+        inotify_rm_watch(mInstance, inWatch);
 }
 
 void Inotify::Remove(int inWatch, IInotifyClient& inClient)
@@ -95,7 +160,7 @@ void Inotify::Remove(int inWatch, IInotifyClient& inClient)
     if (found->second.empty())
     {
         mWatches.erase(found);
-        inotify_rm_watch(mInstance, inWatch);
+        EndWatch(inWatch);
     }
 }
 
@@ -107,7 +172,7 @@ void Inotify::RemoveAll(IInotifyClient& inClient)
     {
         const bool last = at->second.erase(&inClient) != 0 && at->second.empty();
         if (last)
-            inotify_rm_watch(mInstance, at->first);
+            EndWatch(at->first);
         at = last ? mWatches.erase(at) : std::next(at);
     }
 }
@@ -128,6 +193,23 @@ void Inotify::Run()
             HandOut({raw->wd, raw->mask, raw->len != 0 ? raw->name : ""});
             at += static_cast<ssize_t>(sizeof(inotify_event)) + raw->len;
         }
+    }
+}
+
+void Inotify::RunMarks()
+{
+    SetCurrentThreadName("RK::Fanotify");
+    alignas(8) static char sBuffer[kBufferBytes]; // there is one such thread
+    for (;;)
+    {
+        const std::ptrdiff_t size = mMarks->Read(sBuffer, sizeof sBuffer);
+        if (size < 0 && errno != EINTR)
+            return;
+        const std::lock_guard<std::mutex> lock(mMutex);
+        if (size <= 0)
+            continue;
+        for (const InotifyEvent& event : mMarks->Parse(sBuffer, static_cast<std::size_t>(size)))
+            HandOut(event);
     }
 }
 

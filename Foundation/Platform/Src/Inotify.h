@@ -3,12 +3,15 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <unordered_map>
 
 namespace Platform
 {
+
+class FanotifyMarks;
 
 struct InotifyEvent
 {
@@ -31,7 +34,8 @@ public:
 // for, of the watches that it has.
 //
 // A thread of its own reads the kernel's queue at once, since that holds no more than 16384 events; the first
-// watch starts it, and it stays.
+// watch starts it, and it stays. Folders beyond the user's limit of watches get a fanotify mark where the process
+// may, with a second such thread.
 //
 // Threads  Any. Lives for ever.
 class Inotify
@@ -45,6 +49,8 @@ public:
     /// @param outWatch  the number of the watch; the same for everybody who watches that inode.
     /// @return 0, or a number of errno: ENOSPC for the user's limit of watches, EMFILE for that of instances.
     int Add(int inDescriptor, std::uint32_t inMask, IInotifyClient& inClient, int& outWatch);
+    /// The same for a folder, which may get a fanotify mark: then the end of its volume is not told.
+    int AddFolder(int inDescriptor, std::uint32_t inMask, IInotifyClient& inClient, int& outWatch);
     /// The client sees no more of that watch.
     void Remove(int inWatch, IInotifyClient& inClient);
     /// When this returns, the client is not called and will not be.
@@ -53,16 +59,24 @@ public:
 private:
     using Clients = std::map<IInotifyClient*, std::uint32_t>;
 
-    Inotify() = default;
+    Inotify();
     int Begin();
+    int BeginMarks();
+    int StartThread(void (Inotify::*inRun)());
+    int AddWatch(int inDescriptor, std::uint32_t inMask, int& outWatch);
+    int AddMark(int inDescriptor, std::uint32_t inMask, int& outWatch);
+    void AddClient(int inWatch, std::uint32_t inMask, IInotifyClient& inClient);
+    void EndWatch(int inWatch);
     void Run();
+    void RunMarks();
     void HandOut(const InotifyEvent& inEvent);
     void HandOutToAll(const InotifyEvent& inEvent);
 
     std::mutex mMutex;
-    int mInstance = -1;                         // guarded by mMutex until it is there, then fixed
-    std::unordered_map<int, Clients> mWatches;  // guarded by mMutex
-    std::map<IInotifyClient*, int> mWatchCount; // guarded by mMutex: whom an overflow is told
+    int mInstance = -1;                          // guarded by mMutex until it is there, then fixed
+    const std::unique_ptr<FanotifyMarks> mMarks; // guarded by mMutex
+    std::unordered_map<int, Clients> mWatches;   // guarded by mMutex
+    std::map<IInotifyClient*, int> mWatchCount;  // guarded by mMutex: whom an overflow is told
 };
 
 } // namespace Platform

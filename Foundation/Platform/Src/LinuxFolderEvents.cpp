@@ -109,7 +109,7 @@ void WayToRoot::Watch(const std::string& inRoot)
         const OwnedDescriptor folder(open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         int watch = -1;
         if (folder.IsOpen() &&
-            Inotify::Instance().Add(folder.Get(), kAncestorEvents, *this, watch) == 0)
+            Inotify::Instance().AddFolder(folder.Get(), kAncestorEvents, *this, watch) == 0)
             steps.emplace(watch, inRoot.substr(begin, end - begin));
         else
             mIsWatched = false;

@@ -185,7 +185,7 @@ int WatchedTree::Open(const Node& inNode, OwnedDescriptor& outFolder) const
 
 int WatchedTree::Watch(int inDescriptor, int& outWatch)
 {
-    return Inotify::Instance().Add(inDescriptor, mMask, mClient, outWatch);
+    return Inotify::Instance().AddFolder(inDescriptor, mMask, mClient, outWatch);
 }
 
 bool WatchedTree::LeadsTo(const Node& inNode, int inWatch)

@@ -1,7 +1,6 @@
 // Folders that come, go and move while they are being watched. At the end every folder must be watched.
 #include <atomic>
 #include <filesystem>
-#include <random>
 #include <thread>
 
 #include <fcntl.h>
@@ -9,6 +8,7 @@
 #include <unistd.h>
 
 #include "FolderEventStreamReader.h"
+#include "FolderMutator.h"
 #include "Support/TemporaryFolder.h"
 
 namespace
@@ -18,72 +18,6 @@ namespace fs = std::filesystem;
 using namespace Platform;
 using Testing::FolderEventStreamReader;
 using Testing::TemporaryFolder;
-
-constexpr int kSteps = 300;
-
-/// Makes, moves, exchanges and removes folders at random.
-class Mutator
-{
-public:
-    Mutator(std::string inRoot, unsigned inSeed)
-        : mRoot(std::move(inRoot))
-        , mRandom(inSeed)
-    {
-    }
-
-    void operator()()
-    {
-        for (int step = 0; step < kSteps; ++step)
-            Step();
-    }
-
-private:
-    int Number(int inLimit) { return std::uniform_int_distribution<int>(0, inLimit - 1)(mRandom); }
-
-    std::string Folder()
-    {
-        std::string path = mRoot;
-        for (int depth = Number(4) + 1; depth > 0; --depth)
-            path += "/" + std::string(1, static_cast<char>('a' + Number(4)));
-        return path;
-    }
-
-    void Step()
-    {
-        std::error_code ignored;
-        switch (Number(7))
-        {
-        case 0:
-            fs::create_directory(Folder(), ignored);
-            break;
-        case 1:
-        case 2:
-            fs::create_directories(Folder(), ignored);
-            break;
-        case 3:
-        case 4:
-            fs::rename(Folder(), Folder(), ignored);
-            break;
-        case 5:
-            renameat2(AT_FDCWD, Folder().c_str(), AT_FDCWD, Folder().c_str(), RENAME_EXCHANGE);
-            break;
-        default:
-            fs::remove_all(Folder(), ignored);
-        }
-    }
-
-    const std::string mRoot;
-    std::mt19937 mRandom;
-};
-
-std::vector<std::string> FoldersBelow(const std::string& inRoot)
-{
-    std::vector<std::string> folders;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(inRoot))
-        if (entry.is_directory())
-            folders.push_back(entry.path().string());
-    return folders;
-}
 
 class FolderEventsStress : public testing::TestWithParam<unsigned>
 {
@@ -96,18 +30,7 @@ TEST_P(FolderEventsStress, AfterAnyMovesEveryFolderIsWatched)
 {
     FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents, 0.005);
     ASSERT_TRUE(reader.Stream().Start());
-    std::thread first{Mutator(mRoot, GetParam())};
-    std::thread second{Mutator(mRoot, GetParam() + 1000)};
-    first.join();
-    second.join();
-
-    const std::vector<std::string> folders = FoldersBelow(mRoot);
-    for (const std::string& folder : folders)
-        fs::create_directory(folder + "/probe");
-    for (const std::string& folder : folders)
-        EXPECT_TRUE(
-            reader.Sees(folder.substr(mRoot.size() + 1) + "/probe", kFolderEvent_ItemCreated))
-            << folder;
+    EXPECT_EQ("", Testing::MoveFoldersAndFindUnwatched(reader, mRoot, GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, FolderEventsStress, testing::Range(1u, 7u));

@@ -12,6 +12,7 @@
 
 #include "FewWatches.h"
 #include "FolderEventStreamReader.h"
+#include "FolderMutator.h"
 #include "Support/ChildProcess.h"
 #include "Support/RealRights.h"
 #include "Support/TemporaryFolder.h"
@@ -197,6 +198,96 @@ TEST_F(MountedFolderEvents, WithoutEnoughWatchesSayThatTheyAreLostAndLookForThem
         });
     if (answer == kCannotMount)
         GTEST_SKIP() << "needs user namespaces";
+    EXPECT_EQ(0, answer);
+}
+
+TEST_F(MountedFolderEvents, BeyondTheLimitOfWatchesAreToldWithoutALossWhereTheProcessMayMarkFolders)
+{
+    for (int i = 0; i < 30; ++i)
+        mFolder.MakeFolder("root/" + std::to_string(i));
+    const int answer = Testing::RunInChild(
+        [this]
+        {
+            if (!Testing::HaveFewWatches(10, 1000) || !Testing::CanMarkFolders())
+                return kCannotMount;
+            FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents);
+            if (!reader.Stream().Start())
+                return 1;
+            for (int i = 0; i < 30; ++i)
+            {
+                const std::string file = std::to_string(i) + "/file";
+                close(open(Path(file).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+                if (!reader.Sees(file, kFolderEvent_ItemCreated | kFolderEvent_ItemIsFile))
+                    return 2;
+            }
+            return reader.Stream().LossCount() == 0 ? 0 : 3;
+        });
+    if (answer == kCannotMount)
+        GTEST_SKIP() << "needs user namespaces, and fanotify without rights (Linux 5.13)";
+    EXPECT_EQ(0, answer);
+}
+
+TEST_F(MountedFolderEvents, OfMarkedFoldersFollowThemAndEndWithThem)
+{
+    mFolder.MakeFolder("root/a/inner");
+    mFolder.MakeFolder("root/b");
+    const int answer = Testing::RunInChild(
+        [this]
+        {
+            if (!Testing::HaveFewWatches(0, 1000) || !Testing::CanMarkFolders())
+                return kCannotMount;
+            FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents);
+            if (!reader.Stream().Start())
+                return 1;
+            std::filesystem::rename(Path("a"), Path("b/a"));
+            if (!reader.Sees("b/a", kFolderEvent_ItemRenamed | kFolderEvent_ItemIsDir))
+                return 2;
+            // Whoever makes it first may be told at the old place.
+            while ((reader.Flags("b/a/inner/file") & kFolderEvent_ItemCreated) == 0)
+            {
+                std::filesystem::remove(Path("b/a/inner/file"));
+                close(open(Path("b/a/inner/file").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+                if (!Testing::IsReadable(reader.Stream().Descriptor(), 20000))
+                    return 3;
+                reader.Take();
+            }
+            std::filesystem::remove_all(Path("b/a"));
+            if (!reader.Sees("b/a", kFolderEvent_ItemRemoved | kFolderEvent_ItemIsDir))
+                return 4;
+            reader.Forget();
+            std::filesystem::create_directories(Path("b/a/inner"));
+            if (!reader.Sees("b/a", kFolderEvent_ItemCreated | kFolderEvent_ItemIsDir) ||
+                !reader.Sees("b/a/inner", kFolderEvent_ItemCreated | kFolderEvent_ItemIsDir))
+                return 5;
+            return reader.Stream().LossCount() == 0 ? 0 : 6;
+        });
+    if (answer == kCannotMount)
+        GTEST_SKIP() << "needs user namespaces, and fanotify without rights (Linux 5.13)";
+    EXPECT_EQ(0, answer);
+}
+
+TEST_F(MountedFolderEvents, OfMarkedFoldersAreOfAllAfterAnyMoves)
+{
+    mFolder.MakeFolder("root");
+    const int answer = Testing::RunInChild(
+        [this]
+        {
+            if (!Testing::HaveFewWatches(0, 100000) || !Testing::CanMarkFolders())
+                return kCannotMount;
+            for (int seed = 1; seed < 7; ++seed)
+            {
+                FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents, 0.005);
+                if (!reader.Stream().Start())
+                    return 10;
+                if (!Testing::MoveFoldersAndFindUnwatched(reader, mRoot, seed).empty())
+                    return seed;
+                if (reader.Stream().LossCount() != 0)
+                    return 10 + seed;
+            }
+            return 0;
+        });
+    if (answer == kCannotMount)
+        GTEST_SKIP() << "needs user namespaces, and fanotify without rights (Linux 5.13)";
     EXPECT_EQ(0, answer);
 }
 
