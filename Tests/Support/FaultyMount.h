@@ -56,8 +56,9 @@ struct MountFault
 class FaultyMount
 {
 public:
+    /// @param inKind  the type that the table of mounts shows, behind "fuse.".
     /// @throws std::runtime_error  if it cannot be mounted.
-    FaultyMount()
+    explicit FaultyMount(const std::string& inKind = "faulty")
     {
         mMountPoint = mFolder.MakeFolder("mount");
         mBehind = mFolder.MakeFolder("behind");
@@ -65,7 +66,7 @@ public:
         if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
             throw std::runtime_error("no socket");
         mSocket = ends[0];
-        mDaemon = Start(ends[1]);
+        mDaemon = Start(ends[1], inKind);
         close(ends[1]);
         if (Receive() != "ready")
         {
@@ -129,7 +130,7 @@ public:
     }
 
 private:
-    pid_t Start(int inSocket) const
+    pid_t Start(int inSocket, const std::string& inKind) const
     {
         const std::string descriptor = std::to_string(inSocket);
         const pid_t child = fork();
@@ -137,7 +138,7 @@ private:
             return child;
         fcntl(inSocket, F_SETFD, 0);
         execl(RK_FAULTY_MOUNT_PROGRAM, RK_FAULTY_MOUNT_PROGRAM, mBehind.c_str(),
-              mMountPoint.c_str(), descriptor.c_str(), nullptr);
+              mMountPoint.c_str(), descriptor.c_str(), inKind.c_str(), nullptr);
         _exit(127);
     }
     std::string Receive() const

@@ -459,7 +459,8 @@ void Serve(int inSocket, const std::string& inMountPoint)
     _exit(0); // with it go the calls that hang
 }
 
-int Run(const std::string& inFolder, const std::string& inMountPoint, int inSocket)
+int Run(const std::string& inFolder, const std::string& inMountPoint, int inSocket,
+        const std::string& inKind)
 {
     sFolder = open(inFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (sFolder < 0)
@@ -467,8 +468,8 @@ int Run(const std::string& inFolder, const std::string& inMountPoint, int inSock
     umask(0); // the kernel has applied that of the caller
     char program[] = "rk_faulty_mount";
     char option[] = "-o";
-    char values[] = "default_permissions,allow_other,fsname=faulty,subtype=faulty";
-    char* words[] = {program, option, values};
+    std::string values = "default_permissions,allow_other,fsname=faulty,subtype=" + inKind;
+    char* words[] = {program, option, values.data()};
     fuse_args arguments = FUSE_ARGS_INIT(3, words);
     const fuse_operations operations = Operations();
     fuse* const session = fuse_new(&arguments, &operations, sizeof(operations), nullptr);
@@ -489,10 +490,10 @@ int Run(const std::string& inFolder, const std::string& inMountPoint, int inSock
 
 int main(int inCount, char** inWords)
 {
-    if (inCount != 4)
+    if (inCount != 5)
     {
-        std::fprintf(stderr, "usage: rk_faulty_mount FOLDER MOUNT_POINT SOCKET\n");
+        std::fprintf(stderr, "usage: rk_faulty_mount FOLDER MOUNT_POINT SOCKET KIND\n");
         return 64;
     }
-    return Run(inWords[1], inWords[2], std::atoi(inWords[3]));
+    return Run(inWords[1], inWords[2], std::atoi(inWords[3]), inWords[4]);
 }

@@ -268,7 +268,6 @@ TEST_F(MountedFolderEvents, OfMarkedFoldersFollowThemAndEndWithThem)
 
 TEST_F(MountedFolderEvents, OfMarkedFoldersAreOfAllAfterAnyMoves)
 {
-    mFolder.MakeFolder("root");
     const int answer = Testing::RunInChild(
         [this]
         {
@@ -276,10 +275,11 @@ TEST_F(MountedFolderEvents, OfMarkedFoldersAreOfAllAfterAnyMoves)
                 return kCannotMount;
             for (int seed = 1; seed < 7; ++seed)
             {
-                FolderEventStreamReader reader(mRoot, kFolderStream_FileEvents, 0.005);
+                const std::string root = mFolder.MakeFolder(std::to_string(seed));
+                FolderEventStreamReader reader(root, kFolderStream_FileEvents, 0.005);
                 if (!reader.Stream().Start())
                     return 10;
-                if (!Testing::MoveFoldersAndFindUnwatched(reader, mRoot, seed).empty())
+                if (!Testing::MoveFoldersAndFindUnwatched(reader, root, seed).empty())
                     return seed;
                 if (reader.Stream().LossCount() != 0)
                     return 10 + seed;
