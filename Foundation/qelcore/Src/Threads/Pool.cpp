@@ -69,9 +69,9 @@ void PoolState::Push(AsyncExecutor::Callable&& ioCallable)
 /// does not take turns with them.
 bool PoolState::CallsOneMore()
 {
-    if (mSleeping == 0 || mWaking != 0)
+    if (mSleeping == 0 || mIsCalling)
         return false;
-    mWaking = 1;
+    mIsCalling = true;
     return true;
 }
 
@@ -232,7 +232,7 @@ bool PoolState::TakeJob(Worker& ioWorker, Job& outJob)
             ++mSleeping;
             mWork.Wait(mMutex);
             --mSleeping;
-            mWaking -= mWaking > 0 ? 1 : 0;
+            mIsCalling = false;
         }
         mQueue.PopInto(outJob);
         ioWorker.mRunning = outJob.mTicket;

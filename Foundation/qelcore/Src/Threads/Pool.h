@@ -79,9 +79,9 @@ private:
     bool mStopped RK_GUARDED_BY(mMutex) = false;
     int mIdle RK_GUARDED_BY(mMutex) = 0;     // threads without a job, those about to start included
     int mSleeping RK_GUARDED_BY(mMutex) = 0; // of these, the ones that wait for mWork
-    // Of the sleeping, those that were called and have not got the mutex yet. Perhaps fewer than really are, and
-    // never more.
-    int mWaking RK_GUARDED_BY(mMutex) = 0;
+    // A sleeping thread was called and has not got the mutex yet. Cleared by whichever comes first, perhaps one that
+    // nobody called: then one more is called than need be.
+    bool mIsCalling RK_GUARDED_BY(mMutex) = false;
     int mFlushing RK_GUARDED_BY(mMutex) = 0;
     std::list<Worker> mWorkers RK_GUARDED_BY(mMutex); // one for each thread ever started
     std::vector<std::thread> mThreads RK_GUARDED_BY(mMutex);
