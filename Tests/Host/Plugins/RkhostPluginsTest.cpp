@@ -3,7 +3,8 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
-#include <thread>
+
+#include <sys/stat.h>
 
 #include "RkhostFixture.h"
 #include "Support/Sanitizers.h"
@@ -265,10 +266,12 @@ TEST_F(RkhostPlugins, TheQuarantineIsInTheUsersCacheFolder)
 TEST_F(RkhostPlugins, AnInterruptionEndsThePluginThatIsTried)
 {
     Put("HangsOnLoad");
+    const std::string pipe = mFolder.Path("hangs");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
     const ChildProcess child({RKHOST_TEST_PROGRAM, "plugins", "scan", "--quarantine", Quarantine(),
                               mFolder.Path("plug-ins")},
-                             "", {});
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+                             "", {"RK_TEST_HANGS=" + pipe});
+    close(open(pipe.c_str(), O_RDONLY | O_CLOEXEC)); // waits until the plug-in is there
     child.Signal(SIGINT);
     EXPECT_EQ(130, child.Wait());
     EXPECT_FALSE(std::filesystem::exists(Quarantine())) << "it was given no time";

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <fstream>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <RiverKit/MoonVetch/MoonVetch.h>
@@ -24,8 +25,11 @@ namespace
     *nowhere = 1;
 }
 
+/// Opens the pipe of whoever waits until it hangs.
 [[maybe_unused]] void Hang()
 {
+    if (const char* const pipe = std::getenv("RK_TEST_HANGS"))
+        close(open(pipe, O_WRONLY | O_CLOEXEC));
     for (;;)
         pause();
 }
